@@ -1,0 +1,35 @@
+# Compiler settings shared by every target of the project.
+
+set(KOREL_WARNINGS -Wall -Wextra -Wno-unused-parameter)
+
+# RUNPATH rather than RPATH, so LD_LIBRARY_PATH can point a program at another root.
+add_link_options(-Wl,--enable-new-dtags)
+
+# KOREL_SANITIZE=address,undefined builds everything instrumented; any report aborts.
+set(KOREL_SANITIZE "" CACHE STRING "Sanitizers to build with (e.g. address,undefined)")
+if(KOREL_SANITIZE)
+  add_compile_options(-fsanitize=${KOREL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${KOREL_SANITIZE})
+endif()
+
+# korel_library(NAME SHARED|STATIC|OBJECT SOURCES ... [DEPS ...]):
+# one module, one target; its directory's parent is its include root.
+function(korel_library name kind)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPS;PRIVATE_DEPS" ${ARGN})
+  add_library(${name} ${kind} ${ARG_SOURCES})
+  target_compile_options(${name} PRIVATE ${KOREL_WARNINGS})
+  target_include_directories(${name} PUBLIC
+    ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/engine ${PROJECT_SOURCE_DIR})
+  if(ARG_DEPS)
+    target_link_libraries(${name} PUBLIC ${ARG_DEPS})
+  endif()
+  if(ARG_PRIVATE_DEPS)
+    target_link_libraries(${name} PRIVATE ${ARG_PRIVATE_DEPS})
+  endif()
+  if(kind STREQUAL "SHARED")
+    set_target_properties(${name} PROPERTIES BUILD_RPATH "$ORIGIN" INSTALL_RPATH "$ORIGIN")
+    if(NOT KOREL_SANITIZE)
+      target_link_options(${name} PRIVATE -Wl,--no-undefined)
+    endif()
+  endif()
+endfunction()

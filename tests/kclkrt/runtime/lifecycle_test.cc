@@ -1,0 +1,141 @@
+// The application lifecycle as a C host sees it. Every scenario runs in its own
+// process: once the runtime has shut down, a process cannot start it again.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "support/subprocess.h"
+
+namespace fs = std::filesystem;
+using korel::test::ProcessResult;
+
+namespace {
+
+const char kOnlyOnce[] = "Error: kclInitializeApplication can only be called once per application.\n";
+const char kTerminated[] =
+    "Error: kclInitializeApplication may not be called once \n kclTerminateApplication has been called.\n";
+const char kNoRoot[] = "Cannot find KRT root directory in environment variable KRTROOT.\n";
+
+using Env = std::map<std::string, std::optional<std::string>>;
+
+// No install root from the environment: the runtime must find it, or not, by itself.
+Env without_root_variables() {
+  return {{"KRTROOT", std::nullopt},         {"KOREL", std::nullopt},
+          {"TBE_INSTALL", std::nullopt},     {"TOOLBOXKORELDIR", std::nullopt},
+          {"TOOLBOXDEPLOYDIR", std::nullopt}};
+}
+
+std::string host() { return korel::test::binary_dir() + "/tests/lifecycle_host"; }
+
+ProcessResult run_host(const std::vector<std::string>& commands, Env env = without_root_variables(),
+                       const std::string& program = host()) {
+  std::vector<std::string> argv{program};
+  argv.insert(argv.end(), commands.begin(), commands.end());
+  return korel::test::run_program(argv, env);
+}
+
+std::string staged_root() { return fs::canonical(korel::test::binary_dir() + "/krt").string(); }
+
+}  // namespace
+
+TEST(Lifecycle, SecondStartFailsButMustStillBeMatched) {
+  // After a refused second start the first stop leaves the runtime up (a third start
+  // is refused as "only once", not as "terminated"); the second stop shuts it down.
+  ProcessResult r = run_host({"init", "init", "term", "init", "term", "term", "init"});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  EXPECT_EQ(r.out, "init=1\ninit=0\nterm=1\ninit=0\nterm=1\nterm=1\ninit=0\n");
+  EXPECT_EQ(r.err, std::string(kOnlyOnce) + kOnlyOnce + kTerminated);
+}
+
+TEST(Lifecycle, TerminateWithoutStartAndStartAfterShutdown) {
+  ProcessResult r = run_host({"term", "init", "term", "init", "init"});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  EXPECT_EQ(r.out, "term=1\ninit=1\nterm=1\ninit=0\ninit=0\n");
+  EXPECT_EQ(r.err, std::string(kTerminated) + kTerminated);
+}
+
+TEST(Lifecycle, InhibitedShutdownIsRefusedAndLeavesTheRuntimeRestartable) {
+  // The refused stop still lowers the count: the next stop has nothing to match, and a
+  // later start runs in full rather than being "only once" or "terminated".
+  ProcessResult r =
+      run_host({"init", "inhibit", "inhibit", "term", "term", "uninhibit", "uninhibit", "init", "term", "init"});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  EXPECT_EQ(r.out, "init=1\nterm=0\nterm=1\ninit=1\nterm=1\ninit=0\n");
+  EXPECT_EQ(r.err, std::string("Attempt to terminate while inhibit-shutdown is active\n") + kTerminated);
+}
+
+TEST(Lifecycle, UninhibitWithoutInhibitLeavesTheCountAtZero) {
+  // Were the count to go below zero, the inhibit/uninhibit pair would complain again,
+  // and the stop would not be refused by the final inhibit.
+  ProcessResult r = run_host({"uninhibit", "inhibit", "uninhibit", "init", "inhibit", "term"});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  EXPECT_EQ(r.out, "init=1\nterm=0\n");
+  EXPECT_EQ(r.err,
+            "Attempt to uninhibit shutdown when shutdown is not inhibited\n"
+            "Attempt to terminate while inhibit-shutdown is active\n");
+}
+
+TEST(Lifecycle, RuntimeLibDirFollowsTheInstallRoot) {
+  ProcessResult found = run_host({"init", "macro", "$KRTROOT", "macro", "$RUNTIMELIBDIR", "term"});
+  ASSERT_EQ(found.exit_code, 0) << found.err;
+  EXPECT_EQ(found.out, "init=1\n$KRTROOT=" + staged_root() + "\n$RUNTIMELIBDIR=" + staged_root() +
+                           "/bin/linux-x86_64\nterm=1\n");
+  EXPECT_EQ(found.err, "");
+
+  Env env = without_root_variables();
+  env["KRTROOT"] = "/opt/k";
+  ProcessResult from_env = run_host({"init", "macro", "$runtimelibdir", "macro", "$TOOLBOXKORELDIR"}, env);
+  EXPECT_EQ(from_env.out,
+            "init=1\n$runtimelibdir=/opt/k/bin/linux-x86_64\n$TOOLBOXKORELDIR=/opt/k/toolbox/korel\n");
+
+  // KOREL stands in for KRTROOT, TBE_INSTALL for both; KRTROOT wins over the others.
+  env = without_root_variables();
+  env["KOREL"] = "/k2";
+  env["TBE_INSTALL"] = "/t3";
+  EXPECT_EQ(run_host({"init", "macro", "$RUNTIMELIBDIR"}, env).out, "init=1\n$RUNTIMELIBDIR=/k2/bin/linux-x86_64\n");
+  env.erase("KOREL");
+  EXPECT_EQ(run_host({"init", "macro", "$RUNTIMELIBDIR", "macro", "$TOOLBOXPREFIX"}, env).out,
+            "init=1\n$RUNTIMELIBDIR=/t3/bin/linux-x86_64\n$TOOLBOXPREFIX=/t3/toolbox/compiler/krt\n");
+}
+
+TEST(Lifecycle, MissingInstallRootFailsWithoutCountingTheStart) {
+  // A copy of the runtime outside any install root finds none by itself.
+  korel::test::TempDir dir;
+  fs::path lib_dir = staged_root() + "/bin/linux-x86_64";
+  for (const auto& entry : fs::directory_iterator(lib_dir))
+    if (entry.path().extension() == ".so") fs::copy_file(entry.path(), dir.path() / entry.path().filename());
+  fs::path program = fs::path(dir.path()) / "lifecycle_host";
+  fs::copy_file(host(), program);
+
+  Env env = without_root_variables();
+  env["LD_LIBRARY_PATH"] = dir.path();
+  // The failed start is not counted: the stop has nothing to match and the next start,
+  // once a root is known, is a first start.
+  ProcessResult r = run_host({"init", "term", "setenv", "KRTROOT", "/r", "init", "macro", "$RUNTIMELIBDIR", "term", "init"},
+                             env, program.string());
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  EXPECT_EQ(r.out, "init=0\nterm=1\ninit=1\n$RUNTIMELIBDIR=/r/bin/linux-x86_64\nterm=1\ninit=0\n");
+  EXPECT_EQ(r.err, std::string(kNoRoot) + kTerminated);
+}
+
+TEST(Lifecycle, OptionCountBeyondIntRangeIsRefused) {
+  ProcessResult r = run_host({"init_count", "2147483648", "init_count", "18446744073709551615", "init", "term"});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  EXPECT_EQ(r.out, "init=0\ninit=0\ninit=1\nterm=1\n");
+  // Written as the conversion reports it, without a newline of its own.
+  EXPECT_EQ(r.err, "bad numeric conversion: positive overflowbad numeric conversion: positive overflow");
+}
+
+TEST(Lifecycle, CatalogMessagesReachAHost) {
+  ProcessResult r = run_host({"print", "0x3C0021", "/tmp/x", "print", "0x3C0011", "-", "print", "0x3C0009", "-"});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  const std::string created = "Could not create directory: '/tmp/x'\n";
+  // Each print returns its length with the newline; a reserved code prints nothing.
+  EXPECT_EQ(r.out, "print=" + std::to_string(created.size()) + "\nprint=" + std::to_string(sizeof kOnlyOnce - 1) +
+                       "\nprint=0\n");
+  EXPECT_EQ(r.err, created + kOnlyOnce);
+}

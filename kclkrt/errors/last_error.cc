@@ -1,5 +1,7 @@
 // The per-thread last error of the array interface: each thread sees only the error it
 // left pending, and takes it exactly once.
+#include "kclkrt/errors/last_error.h"
+
 #include <cstdint>
 #include <map>
 #include <mutex>
@@ -38,6 +40,7 @@ class LastErrorStore {
   }
 
   bool pending() const { return pending_.count(ut_thread_self()) != 0; }
+  std::size_t size() const { return pending_.size(); }
 
  private:
   std::map<uint32_t, ErrorInfo*> pending_;  // owns one reference to each record
@@ -47,7 +50,24 @@ LastErrorStore store;
 
 using Lock = std::lock_guard<std::recursive_mutex>;
 
+// Thread ids are never reused, so an error left by a thread that has ended can never
+// be taken: it is released when its thread ends, not kept until unload.
+struct ThreadExitRelease {
+  ~ThreadExitRelease() {
+    Lock lock(krt::global_mutex());
+    if (ErrorInfo* info = store.take()) info->release();
+  }
+};
+
+void release_at_thread_exit() { thread_local ThreadExitRelease guard; }
+
 }  // namespace
+
+std::size_t pending_error_count() {
+  Lock lock(krt::global_mutex());
+  return store.size();
+}
+
 }  // namespace kcl
 
 void kclcppSetLastError(const char* msg) { kclcppSetLastErrorWithStackTrace(msg, nullptr, 0); }
@@ -57,6 +77,7 @@ void kclcppSetLastErrorWithStackTrace(const char* msg, const char** lines, int c
     kcl::Lock lock(krt::global_mutex());
     // Built before the store is touched: if building fails the old entry stays.
     auto* info = new kcl::ErrorInfo(msg, lines, count);
+    kcl::release_at_thread_exit();
     kcl::store.set(info);
   } catch (...) {
   }

@@ -3,6 +3,7 @@
 #include <string>
 #include <thread>
 
+#include "kclkrt/errors/last_error.h"
 #include "korel/kclkrt.h"
 #include "korel/ref_count_obj.h"
 
@@ -43,6 +44,7 @@ TEST(LastError, IsHandedOverOnceAndReplacedByTheNext) {
 
 TEST(LastError, ThreadsKeepTheirOwnErrors) {
   kclcppSetLastError("main");
+  const std::size_t pending = kcl::pending_error_count();
   std::string seen_by_other, other_own;
   std::thread other([&] {
     seen_by_other = take_message();  // main's error is not this thread's
@@ -52,6 +54,8 @@ TEST(LastError, ThreadsKeepTheirOwnErrors) {
     kclcppSetLastError("left behind");
   });
   other.join();
+  // Nobody can take the ended thread's error any more, so it went with the thread.
+  EXPECT_EQ(kcl::pending_error_count(), pending);
   EXPECT_EQ(seen_by_other, "<none>");
   EXPECT_EQ(other_own, "other again");
   EXPECT_EQ(take_message(), "main");

@@ -1,24 +1,14 @@
 // The process-wide table of the runtime's roots, and the exported calls on it.
-#include <cstdlib>
 #include <mutex>
 
 #include "kclkrt/paths/path_macros.h"
+#include "kclkrt/platform/environment.h"
 #include "korel/kclkrt.h"
 #include "krt/mutex.h"
 
-namespace {
-
-// An unset or empty variable gives no directory.
-const char* env_dir(const char* name) {
-  const char* value = std::getenv(name);
-  return value != nullptr && *value != '\0' ? value : nullptr;
-}
-
-}  // namespace
-
 kclRuntimePathMacros::kclRuntimePathMacros() {
-  const char* korel_dir = env_dir("TOOLBOXKORELDIR");
-  const char* deploy_dir = env_dir("TOOLBOXDEPLOYDIR");
+  const char* korel_dir = kcl::env_value("TOOLBOXKORELDIR");
+  const char* deploy_dir = kcl::env_value("TOOLBOXDEPLOYDIR");
   if (deploy_dir) add_canonical("$TOOLBOXDEPLOYDIR", deploy_dir);
   if (korel_dir) {
     add_canonical("$TOOLBOXKORELDIR", korel_dir);
@@ -27,11 +17,11 @@ kclRuntimePathMacros::kclRuntimePathMacros() {
   }
 
   dsPathString_ prefix;
-  const char* root = env_dir("KRTROOT");
-  if (!root) root = env_dir("KOREL");
+  const char* root = kcl::env_value("KRTROOT");
+  if (!root) root = kcl::env_value("KOREL");
   if (root) {
     prefix = dsPathString_(root) / "toolbox";
-  } else if ((root = env_dir("TBE_INSTALL"))) {
+  } else if ((root = kcl::env_value("TBE_INSTALL"))) {
     // A development tree keeps the runtime's toolboxes deeper than an installed root.
     prefix = dsPathString_(root) / "toolbox" / "compiler" / "krt";
   } else {

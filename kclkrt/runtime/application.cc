@@ -15,6 +15,7 @@
 #include "kclkrt/errors/error_output.h"
 #include "kclkrt/errors/message_catalog.h"
 #include "kclkrt/paths/path_macros.h"
+#include "kclkrt/platform/environment.h"
 #include "korel/kclkrt.h"
 #include "krt/application.h"
 #include "krt/mutex.h"
@@ -43,12 +44,6 @@ struct ApplicationState {
 
 ApplicationState state;
 
-// An unset or empty variable names no root.
-const char* env_dir(const char* name) {
-  const char* value = std::getenv(name);
-  return value != nullptr && *value != '\0' ? value : nullptr;
-}
-
 // Defines $RUNTIMELIBDIR from the install root unless it is defined already; false
 // when no root can be found.
 bool ensure_runtime_lib_dir() {
@@ -60,9 +55,9 @@ bool ensure_runtime_lib_dir() {
   if (const char* defined = macros.get("$KRTROOT")) {
     root = defined;
   } else {
-    const char* from_env = env_dir("KRTROOT");
-    if (!from_env) from_env = env_dir("KOREL");
-    if (!from_env) from_env = env_dir("TBE_INSTALL");
+    const char* from_env = env_value("KRTROOT");
+    if (!from_env) from_env = env_value("KOREL");
+    if (!from_env) from_env = env_value("TBE_INSTALL");
     root = from_env ? std::string(from_env) : svKorelRoot();
     if (!root.empty()) macros.add("$KRTROOT", root.c_str());
   }

@@ -7,7 +7,6 @@
  *   inhibit | uninhibit  kclInhibitShutdown | kclUninhibitShutdown
  *   macro NAME           kclGetPathMacro
  *   setenv NAME VALUE    setenv (environment changes between starts)
- *   print CODE ARG       kclPrintErrorMsg with one text value
  */
 #include <stdio.h>
 #include <stdlib.h>
@@ -40,10 +39,6 @@ int main(int argc, char** argv) {
       printf("%s=%s\n", argv[i], value ? value : "(null)");
     } else if (strcmp(cmd, "setenv") == 0 && i + 2 < argc) {
       setenv(argv[i + 1], argv[i + 2], 1);
-      i += 2;
-    } else if (strcmp(cmd, "print") == 0 && i + 2 < argc) {
-      int code = (int)strtol(argv[i + 1], NULL, 0);
-      printf("print=%d\n", kclPrintErrorMsg(code, argv[i + 2]));
       i += 2;
     } else {
       fprintf(stderr, "lifecycle_host: bad command '%s'\n", cmd);

@@ -11,8 +11,6 @@ std::atomic<kclOutputHandlerFcn> error_handler{nullptr};
 
 }  // namespace
 
-kclOutputHandlerFcn internal_error_handler() { return error_handler.load(); }
-
 int internal_error_output(const char* text) {
   if (text == nullptr) text = "";
   if (kclOutputHandlerFcn handler = error_handler.load()) return handler(text);

@@ -13,6 +13,4 @@ int internal_error_output(const char* text);
 // Writes `text` (null: empty) to standard output.
 int internal_std_output(const char* text);
 
-kclOutputHandlerFcn internal_error_handler();
-
 }  // namespace kcl

@@ -1,0 +1,54 @@
+// Owned byte blocks that hold array data.
+#pragma once
+
+#include <cstddef>
+#include <utility>
+
+namespace kx {
+
+// One heap block, moved never copied. Large blocks are recycled: a freshly mapped
+// block costs a page fault per page, which would make copying a big array several
+// times slower than the copy itself.
+class Block {
+ public:
+  Block() = default;
+  // Throws std::bad_alloc. A block of 0 bytes holds no memory.
+  static Block allocate(std::size_t bytes, bool zeroed);
+  ~Block() { release(); }
+
+  Block(Block&& other) noexcept { take(other); }
+  Block& operator=(Block&& other) noexcept {
+    if (this != &other) {
+      release();
+      take(other);
+    }
+    return *this;
+  }
+  Block(const Block&) = delete;
+  Block& operator=(const Block&) = delete;
+
+  void* data() const { return data_; }
+  std::size_t size() const { return size_; }
+  template <class T>
+  T* as() const {
+    return static_cast<T*>(data_);
+  }
+  explicit operator bool() const { return data_ != nullptr; }
+
+ private:
+  void release() noexcept;
+  void take(Block& other) noexcept {
+    data_ = std::exchange(other.data_, nullptr);
+    size_ = std::exchange(other.size_, 0);
+    capacity_ = std::exchange(other.capacity_, 0);
+  }
+
+  void* data_ = nullptr;
+  std::size_t size_ = 0;
+  std::size_t capacity_ = 0;  // what the allocation really holds
+};
+
+// A copy of `size` bytes (none when size is 0).
+Block copy_block(const void* source, std::size_t size);
+
+}  // namespace kx

@@ -4,7 +4,7 @@ ASAN_BUILD ?= build-asan
 JOBS ?= 2
 CMAKE_FLAGS ?=
 
-.PHONY: all deps build demo test test-asan bench clean
+.PHONY: all deps build demo test test-asan bench fuzz clean
 
 all: build
 
@@ -30,10 +30,24 @@ test-asan: deps
 	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
 	  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 ctest --output-on-failure -j$(JOBS)
 
+# Fuzzes kxDeserialize for FUZZ_SECONDS with clang's libFuzzer, ASan and UBSan. The
+# corpus lives in the fuzz build, seeded with our own serialized forms, and grows there.
+FUZZ_BUILD ?= build-fuzz
+FUZZ_SECONDS ?= 60
+FUZZ_CORPUS = $(FUZZ_BUILD)/corpus/kx_deserialize
+fuzz: deps
+	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -DKOREL_BUILD_FUZZ=ON -DKOREL_BUILD_TESTS=OFF $(CMAKE_FLAGS)
+	cmake --build $(FUZZ_BUILD) -j$(JOBS) --target kx_deserialize_fuzz kx_deserialize_seeds
+	mkdir -p $(FUZZ_CORPUS)
+	$(FUZZ_BUILD)/fuzz/kx_deserialize_seeds $(FUZZ_CORPUS)
+	$(FUZZ_BUILD)/fuzz/kx_deserialize_fuzz -max_total_time=$(FUZZ_SECONDS) -max_len=4096 \
+	  -print_final_stats=1 -artifact_prefix=$(FUZZ_BUILD)/ $(FUZZ_CORPUS)
+
 bench: deps
 	cmake -S . -B $(BUILD) -DKOREL_BUILD_BENCH=ON $(CMAKE_FLAGS)
 	cmake --build $(BUILD) -j$(JOBS)
 	$(BUILD)/bench/kclkrt_bench
+	$(BUILD)/bench/bench_kx
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(FUZZ_BUILD)

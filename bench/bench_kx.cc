@@ -1,5 +1,6 @@
 // Bulk costs of the array library on 10^7 doubles, each beside memcpy of the same
-// 80 MB in the same run, so the ratio does not depend on the machine.
+// 80 MB in the same run, so the ratio does not depend on the machine; and the cost of
+// one scalar.
 #include <benchmark/benchmark.h>
 
 #include <cstring>
@@ -84,5 +85,14 @@ void BM_Deserialize(benchmark::State& state) {
   state.SetBytesProcessed(state.iterations() * kBytes);
 }
 BENCHMARK(BM_Deserialize)->Unit(benchmark::kMillisecond);
+
+// The cost of a small value, which the evaluator pays for every intermediate result.
+void BM_ScalarCreateAndDestroy(benchmark::State& state) {
+  for (auto _ : state) {
+    Owned scalar(kxCreateDoubleScalar(1.5));
+    benchmark::DoNotOptimize(scalar.get());
+  }
+}
+BENCHMARK(BM_ScalarCreateAndDestroy);
 
 }  // namespace

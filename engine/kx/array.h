@@ -7,6 +7,7 @@
 
 #include "korel/kx.h"
 #include "kx/block.h"
+#include "kx/dims.h"
 
 namespace kx {
 
@@ -34,8 +35,6 @@ struct Storage {
   Storage& operator=(const Storage&) = delete;
   ~Storage();
 };
-
-using Dims = std::vector<kxSize>;
 
 // Bytes per element of a class (0 for classes without elements of their own).
 std::size_t element_size(int cls);

@@ -66,6 +66,12 @@ BlockCache& cache() {
 Block Block::allocate(std::size_t bytes, bool zeroed) {
   Block block;
   if (bytes == 0) return block;
+  if (bytes <= kLocalSize) {
+    if (zeroed) std::memset(block.local_, 0, bytes);
+    block.data_ = block.local_;
+    block.size_ = block.capacity_ = bytes;
+    return block;
+  }
   std::size_t capacity = bytes;
   void* data = nullptr;
   if (bytes >= kRecycledMinimum) {
@@ -85,6 +91,11 @@ Block Block::allocate(std::size_t bytes, bool zeroed) {
 
 void Block::release() noexcept {
   if (!data_) return;
+  if (data_ == local_) {
+    data_ = nullptr;
+    size_ = capacity_ = 0;
+    return;
+  }
   if (capacity_ < kRecycledMinimum || !cache().put(data_, capacity_)) std::free(data_);
   data_ = nullptr;
   size_ = capacity_ = 0;

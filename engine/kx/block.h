@@ -2,13 +2,16 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <utility>
 
 namespace kx {
 
-// One heap block, moved never copied. Large blocks are recycled: a freshly mapped
-// block costs a page fault per page, which would make copying a big array several
-// times slower than the copy itself.
+// One block of array data, moved never copied. Blocks of up to 16 bytes (a scalar,
+// real or complex) live inside the object, so small arrays need no allocation of their
+// own; moving such a block moves its bytes, so take pointers only once it is in place.
+// Large blocks are recycled: a freshly mapped block costs a page fault per page, which
+// would make copying a big array several times slower than the copy itself.
 class Block {
  public:
   Block() = default;
@@ -38,11 +41,19 @@ class Block {
  private:
   void release() noexcept;
   void take(Block& other) noexcept {
-    data_ = std::exchange(other.data_, nullptr);
+    if (other.data_ == other.local_) {
+      std::memcpy(local_, other.local_, sizeof local_);
+      data_ = local_;
+      other.data_ = nullptr;
+    } else {
+      data_ = std::exchange(other.data_, nullptr);
+    }
     size_ = std::exchange(other.size_, 0);
     capacity_ = std::exchange(other.capacity_, 0);
   }
 
+  static constexpr std::size_t kLocalSize = 16;
+  alignas(16) unsigned char local_[kLocalSize];
   void* data_ = nullptr;
   std::size_t size_ = 0;
   std::size_t capacity_ = 0;  // what the allocation really holds

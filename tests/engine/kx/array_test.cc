@@ -50,6 +50,12 @@ TEST(KxArray, ShapesKeepTwoDimensionsAndDropTrailingOnes) {
   EXPECT_EQ(kxGetM(d.get()), 2u);
   EXPECT_EQ(kxGetN(d.get()), 12u);
   EXPECT_EQ(kxGetNumberOfElements(d.get()), 24u);
+  // Past four dimensions the list no longer fits in the header; copies keep it whole.
+  const kxSize six[] = {2, 1, 3, 1, 2, 1};
+  Owned f(kxCreateLogicalArray(6, six));
+  Owned f_copy(kxDuplicateArray(f.get()));
+  EXPECT_EQ(dims_of(f_copy.get()), (std::vector<kxSize>{2, 1, 3, 1, 2}));
+  EXPECT_TRUE(kxIsIdentical(f.get(), f_copy.get()));
 
   // Reshape keeps the element count; a shared copy keeps its own shape.
   Owned e(kxCreateSharedDataCopy(d.get()));

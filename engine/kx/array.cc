@@ -97,6 +97,10 @@ void destroy_array(kxArray* a) noexcept {
   delete a;
 }
 
+bool stands_for_empty_place(const kxArray& a) {
+  return a.cls == kxDOUBLE_CLASS && !a.sparse && !a.data->complex && a.dims == Dims{0, 0};
+}
+
 void store_element(Storage& storage, std::size_t slot, kxArray* value) {
   kxArray*& place = storage.elements[slot];
   if (place == value) return;

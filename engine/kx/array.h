@@ -81,11 +81,15 @@ void destroy_array(kxArray* a) noexcept;
 // Deep copy, not yet published. Elements of containers are copied recursively.
 ArrayPtr duplicate(const kxArray& a);
 
+// Whether `a` is the value an empty cell or field place stands for: a real dense
+// 0-by-0 double.
+bool stands_for_empty_place(const kxArray& a);
+
 // Puts `value` into a container's element slot, destroying what was there.
 void store_element(Storage& storage, std::size_t slot, kxArray* value);
 
-// Number of value slots that a sparse array really uses (jc[n]), or 0 when its index
-// blocks are inconsistent; functions that walk the structure call this first.
+// Whether a sparse array's index blocks form a valid structure (callers may have
+// written them); functions that walk the structure call this first.
 bool sparse_structure_valid(const kxArray& a);
 
 }  // namespace kx

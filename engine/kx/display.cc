@@ -551,12 +551,6 @@ std::string display_text(const kxArray* a, const char* name) {
 
 extern "C" char* kxArrayToDisplayText(const kxArray* a, const char* name) {
   return kx::guarded(
-      [&] {
-        std::string text = kx::display_text(a, name);
-        char* out = static_cast<char*>(std::malloc(text.size() + 1));
-        if (!out) throw std::bad_alloc();
-        std::memcpy(out, text.c_str(), text.size() + 1);
-        return out;
-      },
+      [&] { return kx::copy_for_caller(kx::display_text(a, name)); },
       static_cast<char*>(nullptr));
 }

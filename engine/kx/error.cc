@@ -19,7 +19,9 @@ struct LastError {
 thread_local LastError last_error;
 std::atomic<int> error_mode{0};
 
-std::string format_message(const char* format, va_list args) {
+}  // namespace
+
+std::string vformat_text(const char* format, va_list args) {
   if (!format) return {};
   va_list measure;
   va_copy(measure, args);
@@ -31,7 +33,13 @@ std::string format_message(const char* format, va_list args) {
   return std::string(text.data(), static_cast<std::size_t>(length));
 }
 
-}  // namespace
+std::string format_text(const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  std::string text = vformat_text(format, args);
+  va_end(args);
+  return text;
+}
 
 KorelError::KorelError(std::string identifier, const std::string& message)
     : std::runtime_error(message), identifier_(std::move(identifier)) {}
@@ -54,7 +62,7 @@ extern "C" {
 void kxErrMsgIdAndTxt(const char* id, const char* format, ...) {
   va_list args;
   va_start(args, format);
-  std::string message = kx::format_message(format, args);
+  std::string message = kx::vformat_text(format, args);
   va_end(args);
   kx::raise(id ? id : "", message);
 }

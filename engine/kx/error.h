@@ -1,6 +1,7 @@
 // Korel errors as the engine sees them, and the array library's failure reporting.
 #pragma once
 
+#include <cstdarg>
 #include <stdexcept>
 #include <string>
 
@@ -18,6 +19,10 @@ class KOREL_EXPORT KorelError : public std::runtime_error {
  private:
   std::string identifier_;
 };
+
+// printf-style formatting into a string of whatever length it needs.
+std::string format_text(const char* format, ...) __attribute__((format(printf, 1, 2)));
+std::string vformat_text(const char* format, va_list args);
 
 // Records the calling thread's last error without raising it.
 KOREL_EXPORT void record_error(const std::string& identifier, const std::string& message);

@@ -71,9 +71,7 @@ bool identical(const kxArray& a, const kxArray& b) {
     // An empty place and an empty double array are the same value.
     if (!ea || !eb) {
       const kxArray* other = ea ? ea : eb;
-      if (other && !(other->cls == kxDOUBLE_CLASS && !other->sparse &&
-                     kxGetNumberOfElements(other) == 0 && other->dims == Dims{0, 0}))
-        return false;
+      if (other && !stands_for_empty_place(*other)) return false;
       continue;
     }
     if (!identical(*ea, *eb)) return false;

@@ -33,9 +33,7 @@
 // limited so hostile input cannot exhaust the stack.
 #include <algorithm>
 #include <bit>
-#include <cstdarg>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <set>
@@ -72,19 +70,6 @@ const char* const kBadClass = "Korel:kxDeserialize:BadClass";
 const char* const kMalformed = "Korel:kxDeserialize:Malformed";
 const char* const kTooDeep = "Korel:kxDeserialize:TooDeep";
 
-std::string describe(const char* pattern, ...) __attribute__((format(printf, 1, 2)));
-std::string describe(const char* pattern, ...) {
-  char text[256];
-  va_list args;
-  va_start(args, pattern);
-  std::vsnprintf(text, sizeof text, pattern, args);
-  va_end(args);
-  return text;
-}
-
-bool is_empty_double(const kxArray& a) {
-  return a.cls == kxDOUBLE_CLASS && !a.sparse && !a.data->complex && a.dims == Dims{0, 0};
-}
 
 // ---- Writing -----------------------------------------------------------------------
 
@@ -105,7 +90,7 @@ void add(std::size_t& total, std::size_t more) {
 std::size_t measure(const kxArray* a, int depth) {
   if (depth > kMaxDepth)
     raise("Korel:kxSerialize:TooDeep",
-          describe("The array nests more than %d levels deep and cannot be serialized.",
+          format_text("The array nests more than %d levels deep and cannot be serialized.",
                    kMaxDepth));
   if (!a) return header_size(2);
   const Storage& s = *a->data;
@@ -294,7 +279,7 @@ class Reader {
   // The next `n` bytes, which hold `what`.
   const unsigned char* take(std::size_t n, const char* what) {
     if (n > remaining())
-      raise(kTruncated, describe("The serialized array ends inside %s: %zu bytes are needed at "
+      raise(kTruncated, format_text("The serialized array ends inside %s: %zu bytes are needed at "
                                  "offset %zu but only %zu remain.",
                                  what, n, offset(), remaining()));
     const unsigned char* at = p_;
@@ -317,7 +302,7 @@ class Reader {
     std::size_t at = offset();
     std::uint64_t v = u64(what);
     if (v > std::numeric_limits<std::size_t>::max())
-      raise(kMalformed, describe("The %s at offset %zu is too large for this host.", what, at));
+      raise(kMalformed, format_text("The %s at offset %zu is too large for this host.", what, at));
     return static_cast<std::size_t>(v);
   }
   std::string string(const char* what) {
@@ -325,7 +310,7 @@ class Reader {
     std::size_t n = size(what);
     const unsigned char* b = take(n, what);
     if (std::memchr(b, 0, n))
-      raise(kMalformed, describe("The %s at offset %zu holds a zero byte.", what, at));
+      raise(kMalformed, format_text("The %s at offset %zu holds a zero byte.", what, at));
     return std::string(reinterpret_cast<const char*>(b), n);
   }
   // Element values into `to`: count elements of `width` bytes.
@@ -347,7 +332,7 @@ class Reader {
       for (std::size_t i = 0; i < count; ++i) {
         std::uint64_t v = load64(from + 8 * i);
         if (v > std::numeric_limits<kxIndex>::max())
-          raise(kMalformed, describe("A sparse index is too large for this host."));
+          raise(kMalformed, format_text("A sparse index is too large for this host."));
         to[i] = static_cast<kxIndex>(v);
       }
     }
@@ -374,7 +359,7 @@ kxSize element_count(const Dims& dims, std::size_t at) {
   try {
     return count_elements(dims);
   } catch (const KorelError&) {
-    raise(kMalformed, describe("The dimensions of the array at offset %zu multiply to more "
+    raise(kMalformed, format_text("The dimensions of the array at offset %zu multiply to more "
                                "elements than can be addressed.", at));
   }
 }
@@ -383,7 +368,7 @@ std::size_t block_bytes(kxSize count, std::size_t width, std::size_t at) {
   try {
     return checked_bytes(count, width);
   } catch (const KorelError&) {
-    raise(kMalformed, describe("The array at offset %zu is too large to be held in memory.", at));
+    raise(kMalformed, format_text("The array at offset %zu is too large to be held in memory.", at));
   }
 }
 
@@ -391,22 +376,22 @@ void check_logicals(const void* values, std::size_t count, std::size_t at) {
   const auto* v = static_cast<const kxLogical*>(values);
   for (std::size_t i = 0; i < count; ++i)
     if (v[i] > 1)
-      raise(kMalformed, describe("The logical array at offset %zu holds the value %u; logical "
+      raise(kMalformed, format_text("The logical array at offset %zu holds the value %u; logical "
                                  "values are 0 or 1.", at, static_cast<unsigned>(v[i])));
 }
 
 Dims read_dims(Reader& in, std::size_t at) {
   std::size_t ndim = in.size("the number of dimensions");
   if (ndim < 2)
-    raise(kMalformed, describe("The array at offset %zu has %zu dimensions; every array has at "
+    raise(kMalformed, format_text("The array at offset %zu has %zu dimensions; every array has at "
                                "least 2.", at, ndim));
   if (ndim > in.remaining() / 8)
-    raise(kTruncated, describe("The serialized array ends inside the %zu dimensions of the array "
+    raise(kTruncated, format_text("The serialized array ends inside the %zu dimensions of the array "
                                "at offset %zu.", ndim, at));
   Dims dims(ndim);
   for (kxSize& d : dims) d = in.size("a dimension");
   if (ndim > 2 && dims.back() == 1)
-    raise(kMalformed, describe("The array at offset %zu ends its dimensions with a 1 past the "
+    raise(kMalformed, format_text("The array at offset %zu ends its dimensions with a 1 past the "
                                "second.", at));
   return dims;
 }
@@ -415,17 +400,17 @@ ArrayPtr read_record(Reader& in, int depth);
 
 ArrayPtr read_sparse(Reader& in, kxClassID cls, bool complex, Dims dims, std::size_t at) {
   if (dims.size() != 2)
-    raise(kMalformed, describe("The sparse array at offset %zu is not two-dimensional.", at));
+    raise(kMalformed, format_text("The sparse array at offset %zu is not two-dimensional.", at));
   kxSize m = dims[0], n = dims[1];
   std::size_t nnz = in.size("the stored count of a sparse array");
   // jc, ir and the values must all be there before anything is allocated.
   if (n >= in.remaining() / 8)
-    raise(kTruncated, describe("The serialized array ends inside the column starts of the sparse "
+    raise(kTruncated, format_text("The serialized array ends inside the column starts of the sparse "
                                "array at offset %zu.", at));
   std::size_t width = element_size(cls);
   std::size_t per_value = 8 + width * (complex ? 2 : 1);
   if (nnz > (in.remaining() - (n + 1) * 8) / per_value)
-    raise(kTruncated, describe("The serialized array ends before the %zu values of the sparse "
+    raise(kTruncated, format_text("The serialized array ends before the %zu values of the sparse "
                                "array at offset %zu.", nnz, at));
   std::size_t nzmax = std::max<std::size_t>(nnz, 1);
   ArrayPtr a = make_bare(cls, std::move(dims));
@@ -438,11 +423,11 @@ ArrayPtr read_sparse(Reader& in, kxClassID cls, bool complex, Dims dims, std::si
   kxIndex* jc = s.jc.as<kxIndex>();
   in.indices(jc, n + 1, "the column starts of a sparse array");
   if (jc[0] != 0 || jc[n] != nnz)
-    raise(kMalformed, describe("The column starts of the sparse array at offset %zu do not run "
+    raise(kMalformed, format_text("The column starts of the sparse array at offset %zu do not run "
                                "from 0 to its %zu stored values.", at, nnz));
   for (kxSize c = 0; c < n; ++c)
     if (jc[c + 1] < jc[c])
-      raise(kMalformed, describe("The column starts of the sparse array at offset %zu decrease "
+      raise(kMalformed, format_text("The column starts of the sparse array at offset %zu decrease "
                                  "at column %zu.", at, c + 1));
 
   // A sparse array without values still has room for one; it is zeroed.
@@ -453,7 +438,7 @@ ArrayPtr read_sparse(Reader& in, kxClassID cls, bool complex, Dims dims, std::si
   for (kxSize c = 0; c < n; ++c)
     for (kxIndex k = jc[c]; k < jc[c + 1]; ++k)
       if (ir[k] >= m || (k > jc[c] && ir[k] <= ir[k - 1]))
-        raise(kMalformed, describe("The row indices of column %zu of the sparse array at offset "
+        raise(kMalformed, format_text("The row indices of column %zu of the sparse array at offset "
                                    "%zu are out of range or not increasing.", c + 1, at));
 
   s.real = Block::allocate(nzmax * width, zeroed);
@@ -471,7 +456,7 @@ ArrayPtr read_values(Reader& in, kxClassID cls, bool complex, Dims dims, std::si
   std::size_t width = element_size(cls);
   std::size_t bytes = block_bytes(count, width, at);
   if (bytes > in.remaining() || (complex && bytes > in.remaining() - bytes))
-    raise(kTruncated, describe("The serialized array ends before the %zu elements of the %s array "
+    raise(kTruncated, format_text("The serialized array ends before the %zu elements of the %s array "
                                "at offset %zu.", count, kxGetClassNameFromID(cls), at));
   ArrayPtr a = make_dense(cls, std::move(dims), complex ? kxCOMPLEX : kxREAL, false);
   Storage& s = *a->data;
@@ -485,7 +470,7 @@ std::vector<std::string> read_fields(Reader& in, std::size_t at) {
   std::size_t nfields = in.size("the field count");
   if (nfields > in.remaining() / kMinNameSize ||
       nfields > static_cast<std::size_t>(std::numeric_limits<int>::max()))
-    raise(kMalformed, describe("The struct at offset %zu claims %zu fields, more than the %zu "
+    raise(kMalformed, format_text("The struct at offset %zu claims %zu fields, more than the %zu "
                                "bytes that remain can name.", at, nfields, in.remaining()));
   std::vector<std::string> fields;
   fields.reserve(nfields);
@@ -493,11 +478,11 @@ std::vector<std::string> read_fields(Reader& in, std::size_t at) {
   for (std::size_t k = 0; k < nfields; ++k) {
     fields.push_back(in.string("a field name"));
     if (fields.back().empty())
-      raise(kMalformed, describe("The struct at offset %zu has an empty field name.", at));
+      raise(kMalformed, format_text("The struct at offset %zu has an empty field name.", at));
   }
   for (const std::string& f : fields)
     if (!seen.insert(f).second)
-      raise(kMalformed, describe("The struct at offset %zu names the field '%.64s' twice.", at,
+      raise(kMalformed, format_text("The struct at offset %zu names the field '%.64s' twice.", at,
                                  f.c_str()));
   return fields;
 }
@@ -505,12 +490,12 @@ std::vector<std::string> read_fields(Reader& in, std::size_t at) {
 // Reads `slots` element records into a container.
 void read_elements(Reader& in, Storage& s, std::size_t slots, int depth, std::size_t at) {
   if (slots > in.remaining() / kMinRecordSize)
-    raise(kMalformed, describe("The container at offset %zu claims %zu elements, more than the "
+    raise(kMalformed, format_text("The container at offset %zu claims %zu elements, more than the "
                                "%zu bytes that remain can hold.", at, slots, in.remaining()));
   s.elements.assign(slots, nullptr);
   for (std::size_t k = 0; k < slots; ++k) {
     ArrayPtr e = read_record(in, depth + 1);
-    if (is_empty_double(*e)) continue;
+    if (stands_for_empty_place(*e)) continue;
     e->contained = true;
     s.elements[k] = e.release();
   }
@@ -519,23 +504,23 @@ void read_elements(Reader& in, Storage& s, std::size_t slots, int depth, std::si
 ArrayPtr read_record(Reader& in, int depth) {
   std::size_t at = in.offset();
   if (depth > kMaxDepth)
-    raise(kTooDeep, describe("The array at offset %zu nests more than %d levels deep.", at,
+    raise(kTooDeep, format_text("The array at offset %zu nests more than %d levels deep.", at,
                              kMaxDepth));
   unsigned cls_id = in.u8("an array header");
   unsigned flags = in.u8("an array header");
   if (cls_id > kxOBJECT_CLASS)
-    raise(kBadClass, describe("The array at offset %zu has the class id %u, which is no Korel "
+    raise(kBadClass, format_text("The array at offset %zu has the class id %u, which is no Korel "
                               "class.", at, cls_id));
   auto cls = static_cast<kxClassID>(cls_id);
   bool complex = flags & kComplexFlag;
   bool sparse = flags & kSparseFlag;
   if (flags & ~(kComplexFlag | kSparseFlag))
-    raise(kMalformed, describe("The array at offset %zu has unknown flags 0x%02x.", at, flags));
+    raise(kMalformed, format_text("The array at offset %zu has unknown flags 0x%02x.", at, flags));
   if (complex && !is_numeric_class(cls))
-    raise(kMalformed, describe("The %s array at offset %zu is marked complex; only numeric arrays "
+    raise(kMalformed, format_text("The %s array at offset %zu is marked complex; only numeric arrays "
                                "can be.", kxGetClassNameFromID(cls), at));
   if (sparse && cls != kxDOUBLE_CLASS && cls != kxLOGICAL_CLASS)
-    raise(kMalformed, describe("The %s array at offset %zu is marked sparse; only double and "
+    raise(kMalformed, format_text("The %s array at offset %zu is marked sparse; only double and "
                                "logical arrays can be.", kxGetClassNameFromID(cls), at));
   Dims dims = read_dims(in, at);
   if (sparse) return read_sparse(in, cls, complex, std::move(dims), at);
@@ -557,22 +542,22 @@ ArrayPtr read_record(Reader& in, int depth) {
       s.fields = read_fields(in, at);
       std::size_t nfields = s.fields.size();
       if (nfields && count > in.remaining() / kMinRecordSize / nfields)
-        raise(kMalformed, describe("The struct at offset %zu claims %zu elements, more than the "
+        raise(kMalformed, format_text("The struct at offset %zu claims %zu elements, more than the "
                                    "%zu bytes that remain can hold.", at, count, in.remaining()));
       read_elements(in, s, count * nfields, depth, at);
       break;
     }
     case kxFUNCTION_CLASS:
       if (count > 1)
-        raise(kMalformed, describe("The function handle array at offset %zu has %zu elements; a "
+        raise(kMalformed, format_text("The function handle array at offset %zu has %zu elements; a "
                                    "handle has one.", at, count));
       s.name = in.string("a function name");
       if (count == 1 && s.name.empty())
-        raise(kMalformed, describe("The function handle at offset %zu has no name.", at));
+        raise(kMalformed, format_text("The function handle at offset %zu has no name.", at));
       break;
     case kxOPAQUE_CLASS: {
       if (count > 1)
-        raise(kMalformed, describe("The opaque array at offset %zu has %zu elements; an opaque "
+        raise(kMalformed, format_text("The opaque array at offset %zu has %zu elements; an opaque "
                                    "value has one.", at, count));
       s.name = in.string("an opaque type name");
       std::size_t size = in.size("the size of an opaque value");
@@ -581,7 +566,7 @@ ArrayPtr read_record(Reader& in, int depth) {
     }
     default:  // classes without data
       if (count != 0)
-        raise(kMalformed, describe("The %s array at offset %zu has elements; arrays of that class "
+        raise(kMalformed, format_text("The %s array at offset %zu has elements; arrays of that class "
                                    "are always empty.", kxGetClassNameFromID(cls), at));
       break;
   }
@@ -598,11 +583,11 @@ ArrayPtr deserialize(const void* bytes, std::size_t size) {
   in.take(sizeof kMagic, "the format marker");
   std::uint32_t version = in.u32("the format version");
   if (version != kVersion)
-    raise(kBadVersion, describe("The serialized array has format version %u; this library reads "
+    raise(kBadVersion, format_text("The serialized array has format version %u; this library reads "
                                 "version %u.", version, kVersion));
   ArrayPtr a = read_record(in, 1);
   if (in.remaining())
-    raise(kMalformed, describe("%zu bytes follow the serialized array.", in.remaining()));
+    raise(kMalformed, format_text("%zu bytes follow the serialized array.", in.remaining()));
   return a;
 }
 

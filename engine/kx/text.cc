@@ -108,6 +108,13 @@ std::string encode_utf8(const kxChar* units, std::size_t count) {
   return out;
 }
 
+char* copy_for_caller(const std::string& text) {
+  char* out = static_cast<char*>(std::malloc(text.size() + 1));
+  if (!out) throw std::bad_alloc();
+  std::memcpy(out, text.c_str(), text.size() + 1);
+  return out;
+}
+
 }  // namespace kx
 
 using kx::guarded;
@@ -149,11 +156,7 @@ char* kxArrayToString(const kxArray* a) {
   if (!kxIsChar(a)) return nullptr;
   return guarded(
       [&] {
-        std::string text = kx::encode_utf8(kxGetChars(a), kxGetNumberOfElements(a));
-        char* out = static_cast<char*>(std::malloc(text.size() + 1));
-        if (!out) throw std::bad_alloc();
-        std::memcpy(out, text.c_str(), text.size() + 1);
-        return out;
+        return kx::copy_for_caller(kx::encode_utf8(kxGetChars(a), kxGetNumberOfElements(a)));
       },
       static_cast<char*>(nullptr));
 }

@@ -15,4 +15,7 @@ std::vector<kxChar> decode_utf8(std::string_view bytes);
 // Code units to UTF-8; a lone surrogate 0xDC80 to 0xDCFF becomes its byte again.
 std::string encode_utf8(const kxChar* units, std::size_t count);
 
+// A copy of `text` that the caller frees with kxFree; throws std::bad_alloc.
+char* copy_for_caller(const std::string& text);
+
 }  // namespace kx

@@ -9,25 +9,15 @@
 #include <vector>
 
 #include "korel/kx.h"
+#include "engine/kx/kx_test_support.h"
 #include "kx/error.h"
 #include "kx/scope.h"
 
 namespace {
 
-struct Destroy {
-  void operator()(kxArray* a) const { kxDestroyArray(a); }
-};
-using Owned = std::unique_ptr<kxArray, Destroy>;
-
-std::vector<kxSize> dims_of(const kxArray* a) {
-  return {kxGetDimensions(a), kxGetDimensions(a) + kxGetNumberOfDimensions(a)};
-}
-
-std::string last_error_id() {
-  const char* id = nullptr;
-  kxGetLastErrIdAndMsg(&id, nullptr);
-  return id;
-}
+using kxtest::dims_of;
+using kxtest::last_error_id;
+using kxtest::Owned;
 
 std::string text_of(const kxArray* a) {
   char* text = kxArrayToString(a);

@@ -10,15 +10,13 @@
 #include <utility>
 
 #include "korel/kx.h"
+#include "engine/kx/kx_test_support.h"
 
 namespace {
 
 const kxSize kOne[] = {1, 1};
 
-struct Destroy {
-  void operator()(kxArray* a) const { kxDestroyArray(a); }
-};
-using Owned = std::unique_ptr<kxArray, Destroy>;
+using kxtest::Owned;
 
 // Display text of an array that the call takes over.
 std::string show(kxArray* a, const char* name = "x") {

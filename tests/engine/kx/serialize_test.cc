@@ -6,14 +6,13 @@
 #include <vector>
 
 #include "korel/kx.h"
+#include "engine/kx/kx_test_support.h"
 #include "kx/scope.h"
 
 namespace {
 
-struct Destroy {
-  void operator()(kxArray* a) const { kxDestroyArray(a); }
-};
-using Owned = std::unique_ptr<kxArray, Destroy>;
+using kxtest::dims_of;
+using kxtest::Owned;
 using Bytes = std::vector<unsigned char>;
 
 std::string last_error_id() {
@@ -21,10 +20,6 @@ std::string last_error_id() {
   const char* msg = nullptr;
   kxGetLastErrIdAndMsg(&id, &msg);
   return *msg ? id : "<no message>";
-}
-
-std::vector<kxSize> dims_of(const kxArray* a) {
-  return {kxGetDimensions(a), kxGetDimensions(a) + kxGetNumberOfDimensions(a)};
 }
 
 Bytes serialized(const kxArray* a) {

@@ -1,5 +1,6 @@
 // Lifetime, copies, shape and the plain queries of the native array.
 #include "kx/array.h"
+#include "kx/objects.h"
 
 #include <cstring>
 #include <limits>
@@ -10,6 +11,7 @@
 namespace kx {
 
 Storage::~Storage() {
+  uncount_objects(*this);
   for (kxArray* element : elements) destroy_array(element);
 }
 
@@ -134,6 +136,7 @@ ArrayPtr duplicate(const kxArray& a) {
     element->contained = true;
     to.elements[i] = element;
   }
+  if (from.counted_objects) count_objects(to);
   return copy;
 }
 

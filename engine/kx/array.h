@@ -29,6 +29,7 @@ struct Storage {
 
   std::string name;  // function name, opaque type name or object class name
   kxNativeFunction native = nullptr;
+  bool counted_objects = false;  // an object array's storage, reported to the class count
 
   Storage() = default;
   Storage(const Storage&) = delete;

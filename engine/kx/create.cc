@@ -3,6 +3,7 @@
 #include <set>
 
 #include "kx/array.h"
+#include "kx/objects.h"
 #include "kx/error.h"
 
 namespace kx {
@@ -128,6 +129,7 @@ kxArray* kxCreateObjectArray(const char* class_name, kxSize ndim, const kxSize* 
           raise("Korel:kx:BadArgument", "An object needs a class name.");
         ArrayPtr a = make_container(kxOBJECT_CLASS, ndim, dims, field_list(nfields, names));
         a->data->name = class_name;
+        count_objects(*a->data);
         return publish(std::move(a));
       },
       kNone);

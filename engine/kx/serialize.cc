@@ -41,6 +41,7 @@
 #include <string_view>
 
 #include "kx/array.h"
+#include "kx/objects.h"
 #include "kx/error.h"
 
 namespace kx {
@@ -545,6 +546,7 @@ ArrayPtr read_record(Reader& in, int depth) {
         raise(kMalformed, format_text("The struct at offset %zu claims %zu elements, more than the "
                                    "%zu bytes that remain can hold.", at, count, in.remaining()));
       read_elements(in, s, count * nfields, depth, at);
+      if (cls == kxOBJECT_CLASS) count_objects(s);
       break;
     }
     case kxFUNCTION_CLASS:

@@ -84,6 +84,10 @@ typedef uint8_t kxLogical;
 /* A native Korel function: fills up to nlhs outputs from nrhs inputs. */
 typedef void (*kxNativeFunction)(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]);
 
+/* The entry point that a native function file (<name>.klf, a shared object) defines.
+ * Declared here so that it is exported whatever visibility the file is compiled with. */
+KOREL_EXPORT void klfFunction(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]);
+
 /* ---- Creation and destruction ------------------------------------------------- */
 
 /* Numeric arrays (classes 6 to 15), zero-filled; complex ones get a zeroed imaginary

@@ -48,6 +48,7 @@ bench: deps
 	cmake --build $(BUILD) -j$(JOBS)
 	$(BUILD)/bench/kclkrt_bench
 	$(BUILD)/bench/bench_kx
+	$(BUILD)/bench/bench_engine
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD) $(FUZZ_BUILD)

@@ -1,5 +1,6 @@
 #include "krt/application.h"
 
+#include <atomic>
 #include <errno.h>
 
 #include <cstring>
@@ -59,4 +60,12 @@ int krt_shutdown_inhibit_depth() {
   return fl::app::inhibit_depth;
 }
 
-bool krt_is_kcc() { return std::strcmp(program_invocation_short_name, "kcc") == 0; }
+namespace {
+std::atomic<bool> marked_as_kcc{false};
+}
+
+void krt_set_kcc() { marked_as_kcc = true; }
+
+bool krt_is_kcc() {
+  return marked_as_kcc || std::strcmp(program_invocation_short_name, "kcc") == 0;
+}

@@ -36,5 +36,7 @@ KOREL_EXPORT void krt_inhibit_shutdown();
 KOREL_EXPORT void krt_uninhibit_shutdown();
 KOREL_EXPORT int krt_shutdown_inhibit_depth();
 
-// True when this process is the component compiler itself (its program is named kcc).
+// True when this process is the component compiler itself: its program is named kcc,
+// or it said so with krt_set_kcc().
 KOREL_EXPORT bool krt_is_kcc();
+KOREL_EXPORT void krt_set_kcc();

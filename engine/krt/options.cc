@@ -45,6 +45,19 @@ void set_default_print_handlers(print_handler print, void* print_context, print_
   });
 }
 
+bool print_with_default(bool error, const char* text, int* result) {
+  print_handler handler;
+  void* context;
+  {
+    std::lock_guard<std::recursive_mutex> lock(global_mutex());
+    handler = error ? current().default_error : current().default_print;
+    context = error ? current().default_error_context : current().default_print_context;
+  }
+  if (!handler) return false;
+  *result = handler(text, context);
+  return true;
+}
+
 Settings settings() {
   std::lock_guard<std::recursive_mutex> lock(global_mutex());
   return current();

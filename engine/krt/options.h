@@ -40,6 +40,10 @@ KOREL_EXPORT void apply_commandline_args(int count, const char** args);
 KOREL_EXPORT void set_default_print_handlers(print_handler print, void* print_context,
                                              print_handler error, void* error_context);
 
+// Writes `text` through the default error (or print) handler when one is installed,
+// storing its result; false when none is.
+KOREL_EXPORT bool print_with_default(bool error, const char* text, int* result);
+
 // A snapshot of every option as last set.
 KOREL_EXPORT Settings settings();
 

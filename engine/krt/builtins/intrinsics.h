@@ -1,0 +1,21 @@
+// Built-ins that need the engine: evaluation, files and path, output, warnings and
+// errors, figures, Java class path. Each group is a table ended by a null name.
+#pragma once
+
+#include "krt/lang/call.h"
+
+namespace krt::builtins {
+
+extern const lang::IntrinsicEntry kEvaluationFunctions[];
+extern const lang::IntrinsicEntry kErrorFunctions[];
+extern const lang::IntrinsicEntry kOutputFunctions[];
+extern const lang::IntrinsicEntry kPathFunctions[];
+extern const lang::IntrinsicEntry kFigureFunctions[];
+extern const lang::IntrinsicEntry kJavaFunctions[];
+extern const lang::IntrinsicEntry kConstantFunctions[];
+
+inline constexpr const lang::IntrinsicEntry* kIntrinsicGroups[] = {
+    kEvaluationFunctions, kErrorFunctions, kOutputFunctions,
+    kPathFunctions,       kFigureFunctions, kJavaFunctions, kConstantFunctions};
+
+}  // namespace krt::builtins

@@ -1,0 +1,139 @@
+#include "krt/library/arguments.h"
+
+#include <cmath>
+#include <new>
+#include <stdexcept>
+
+#include "krt/library/elements.h"
+#include "krt/library/format.h"
+#include "krt/library/shape.h"
+#include "kx/error.h"
+
+namespace krt::library {
+
+Call::Call(const char* name, int nlhs, int nrhs, kxArray* const* prhs)
+    : name_(name), requested_(nlhs > 0 ? nlhs : 0) {
+  inputs_.reserve(static_cast<std::size_t>(nrhs > 0 ? nrhs : 0));
+  for (int k = 0; k < nrhs; ++k) {
+    if (!prhs[k]) fail("missingInput", "Input " + std::to_string(k + 1) + " has no value.");
+    inputs_.push_back(prhs[k]);
+  }
+  outputs_.resize(static_cast<std::size_t>(output_count()));
+}
+
+void Call::set_output(int k, Value v) { outputs_[static_cast<std::size_t>(k)] = std::move(v); }
+
+void Call::hand_over(kxArray* plhs[]) noexcept {
+  for (std::size_t k = 0; k < outputs_.size(); ++k) plhs[k] = outputs_[k].release();
+}
+
+std::string Call::id(std::string_view reason) const {
+  std::string text = "Korel:";
+  text += name_;
+  text += ':';
+  text += reason;
+  return text;
+}
+
+void Call::fail(std::string_view reason, const std::string& message) const {
+  kx::raise(id(reason), message);
+}
+
+void run(const char* name, Arity arity, int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[],
+         void (*body)(Call&)) {
+  try {
+    Call call(name, nlhs, nrhs, prhs);
+    if (nlhs > arity.max_outputs)
+      call.fail("tooManyOutputs", std::string("Too many output arguments: ") + name +
+                                      " gives at most " + std::to_string(arity.max_outputs) +
+                                      ".");
+    if (nrhs < arity.min_inputs)
+      call.fail("notEnoughInputs", std::string("Not enough input arguments: ") + name +
+                                       " needs at least " + std::to_string(arity.min_inputs) +
+                                       ".");
+    if (nrhs > arity.max_inputs)
+      call.fail("tooManyInputs", std::string("Too many input arguments: ") + name +
+                                     " takes at most " + std::to_string(arity.max_inputs) + ".");
+    body(call);
+    call.hand_over(plhs);
+  } catch (const std::bad_alloc&) {
+    kx::raise(std::string("Korel:") + name + ":outOfMemory",
+              std::string("Out of memory while running ") + name + ".");
+  } catch (const std::length_error&) {
+    kx::raise(std::string("Korel:") + name + ":outOfMemory",
+              std::string("Out of memory while running ") + name + ".");
+  }
+}
+
+std::string describe(const kxArray* a) {
+  std::string kind = kxGetClassName(a);
+  if (kxIsObject(a)) kind = kxGetObjectClassName(a);
+  if (kxIsFunctionHandle(a)) kind = "function_handle";
+  if (kxIsSparse(a)) kind = "sparse " + kind;
+  if (kxIsComplex(a)) kind = "complex " + kind;
+  return dims_text(shape_of(a)) + " " + kind;
+}
+
+std::string ordinal(int k) {
+  static const char* const names[] = {"first", "second", "third", "fourth", "fifth",
+                                      "sixth", "seventh", "eighth", "ninth", "tenth"};
+  if (k >= 0 && k < 10) return names[k];
+  return "input " + std::to_string(k + 1);
+}
+
+bool is_text(const kxArray* a) {
+  if (!kxIsChar(a)) return false;
+  return kxIsEmpty(a) || (kxGetNumberOfDimensions(a) == 2 && kxGetM(a) == 1);
+}
+
+std::string text_argument(const Call& call, int k, std::string_view role) {
+  const kxArray* a = call.input(k);
+  if (!is_text(a))
+    call.fail("badType", std::string(role) + " must be text (a char row vector), not a " +
+                             describe(a) + ".");
+  return text_of(a, call.id("badType").c_str());
+}
+
+double scalar_argument(const Call& call, int k, std::string_view role) {
+  const kxArray* a = call.input(k);
+  kxClassID cls = kxGetClassID(a);
+  if ((!is_numeric_class(cls) && cls != kxLOGICAL_CLASS) || !kxIsScalar(a) || kxIsComplex(a))
+    call.fail("badType", std::string(role) + " must be a real number, not a " + describe(a) +
+                             ".");
+  Value dense = full(a);
+  return ElementReader(dense.get()).real_double(0);
+}
+
+kxSize dimension_argument(const Call& call, int k) {
+  const kxArray* a = call.input(k);
+  kxClassID cls = kxGetClassID(a);
+  double d = 0;
+  bool ok = (is_numeric_class(cls) || cls == kxLOGICAL_CLASS) && kxIsScalar(a) &&
+            !kxIsComplex(a);
+  if (ok) {
+    Value dense = full(a);
+    d = ElementReader(dense.get()).real_double(0);
+    ok = d >= 1 && d == std::floor(d);
+  }
+  if (!ok)
+    call.fail("badDimension", "The dimension argument must be a positive integer scalar.");
+  // Any number past the dimensions an array can have means the same thing.
+  constexpr double kBeyondAny = 1e15;
+  return static_cast<kxSize>(d < kBeyondAny ? d : kBeyondAny);
+}
+
+void require_values(const Call& call, int k) {
+  const kxArray* a = call.input(k);
+  if (!is_value_class(kxGetClassID(a)))
+    call.fail("badType", "The " + ordinal(k) + " input of " + call.name() +
+                             " must be numeric, logical or char, not a " + describe(a) + ".");
+}
+
+void require_real_values(const Call& call, int k) {
+  require_values(call, k);
+  if (kxIsComplex(call.input(k)))
+    call.fail("complex", "The " + ordinal(k) + " input of " + call.name() +
+                             " must be real; complex values are not supported.");
+}
+
+}  // namespace krt::library

@@ -1,0 +1,162 @@
+// Element-wise arithmetic: abs floor ceil round fix sqrt mod rem.
+#include <cmath>
+#include <complex>
+#include <string>
+
+#include "krt/library/arguments.h"
+#include "krt/library/builtins.h"
+#include "krt/library/elements.h"
+#include "krt/library/elementwise.h"
+#include "krt/library/shape.h"
+
+namespace krt::library::builtin {
+namespace {
+
+// Logical and char compute as double; other classes keep theirs.
+kxClassID result_class(kxClassID cls) {
+  return cls == kxLOGICAL_CLASS || cls == kxCHAR_CLASS ? kxDOUBLE_CLASS : cls;
+}
+
+// op applied to the real and imaginary parts of every element of input 0.
+template <class Op>
+Value map_parts(const Call& call, Op op) {
+  require_values(call, 0);
+  const kxArray* a = call.input(0);
+  kxClassID cls = result_class(kxGetClassID(a));
+  Value dense = full(a);
+  ElementReader r(dense.get());
+  Value out = make_numeric(cls, shape_of(a), r.complex());
+  void* real = kxGetData(out.get());
+  void* imag = kxGetImagData(out.get());
+  with_compute_type(cls, [&](auto t) {
+    using C = decltype(t);
+    for (kxSize i = 0; i < r.size(); ++i) {
+      store_wide(real, cls, i, static_cast<Wide>(op(static_cast<C>(r.real(i)))));
+      if (imag) store_wide(imag, cls, i, static_cast<Wide>(op(static_cast<C>(r.imag(i)))));
+    }
+  });
+  return out;
+}
+
+template <class Op>
+void rounding(const char* name, Op, int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
+  run(name, {1, 1, 1}, nlhs, plhs, nrhs, prhs, [](Call& call) {
+    call.set_output(0, map_parts(call, [](auto x) { return Op{}(x); }));
+  });
+}
+
+struct Floor {
+  template <class C> C operator()(C x) const { return std::floor(x); }
+};
+struct Ceil {
+  template <class C> C operator()(C x) const { return std::ceil(x); }
+};
+struct Round {  // halves away from zero
+  template <class C> C operator()(C x) const { return std::round(x); }
+};
+struct Fix {
+  template <class C> C operator()(C x) const { return std::trunc(x); }
+};
+
+// The magnitude of every element; integer classes saturate (abs(int8(-128)) is 127).
+Value magnitudes(const Call& call) {
+  require_values(call, 0);
+  const kxArray* a = call.input(0);
+  if (!kxIsComplex(a)) return map_parts(call, [](auto x) { return std::fabs(x); });
+  kxClassID cls = result_class(kxGetClassID(a));
+  Value dense = full(a);
+  ElementReader r(dense.get());
+  Value out = make_numeric(cls, shape_of(a));
+  void* data = kxGetData(out.get());
+  with_compute_type(cls, [&](auto t) {
+    using C = decltype(t);
+    for (kxSize i = 0; i < r.size(); ++i) {
+      C magnitude = std::hypot(static_cast<C>(r.real(i)), static_cast<C>(r.imag(i)));
+      store_wide(data, cls, i, static_cast<Wide>(magnitude));
+    }
+  });
+  return out;
+}
+
+// Square roots; negative real elements make the whole result complex.
+Value square_roots(const Call& call) {
+  require_values(call, 0);
+  const kxArray* a = call.input(0);
+  kxClassID cls = result_class(kxGetClassID(a));
+  if (is_integer_class(cls))
+    call.fail("badType", "sqrt is not defined for the integer class " +
+                             std::string(kxGetClassNameFromID(cls)) +
+                             "; convert to double first.");
+  Value dense = full(a);
+  ElementReader r(dense.get());
+  bool complex = r.complex();
+  for (kxSize i = 0; !complex && i < r.size(); ++i) complex = r.real(i) < 0;
+  Value out = make_numeric(cls, shape_of(a), complex);
+  void* real = kxGetData(out.get());
+  void* imag = kxGetImagData(out.get());
+  with_compute_type(cls, [&](auto t) {
+    using C = decltype(t);
+    for (kxSize i = 0; i < r.size(); ++i) {
+      std::complex<C> root = std::sqrt(
+          std::complex<C>(static_cast<C>(r.real(i)), static_cast<C>(r.imag(i))));
+      if (!r.complex() && r.real(i) >= 0) root = {std::sqrt(static_cast<C>(r.real(i))), 0};
+      store_wide(real, cls, i, static_cast<Wide>(root.real()));
+      if (imag) store_wide(imag, cls, i, static_cast<Wide>(root.imag()));
+    }
+  });
+  return out;
+}
+
+// mod(x, y) has the sign of y: x - floor(x / y) * y; mod(x, 0) is x.
+template <class C>
+C modulo(C x, C y) {
+  if (y == 0) return x;
+  C r = std::fmod(x, y);
+  if (r != 0 && (r < 0) != (y < 0)) r += y;
+  return r;
+}
+
+// rem(x, y) has the sign of x: x - fix(x / y) * y; rem(x, 0) is NaN (0 for integers).
+template <class C>
+C remainder_of(C x, C y) {
+  return std::fmod(x, y);
+}
+
+}  // namespace
+
+void abs(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
+  run("abs", {1, 1, 1}, nlhs, plhs, nrhs, prhs,
+      [](Call& call) { call.set_output(0, magnitudes(call)); });
+}
+
+void floor(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
+  rounding("floor", Floor{}, nlhs, plhs, nrhs, prhs);
+}
+void ceil(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
+  rounding("ceil", Ceil{}, nlhs, plhs, nrhs, prhs);
+}
+void round(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
+  rounding("round", Round{}, nlhs, plhs, nrhs, prhs);
+}
+void fix(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
+  rounding("fix", Fix{}, nlhs, plhs, nrhs, prhs);
+}
+
+void sqrt(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
+  run("sqrt", {1, 1, 1}, nlhs, plhs, nrhs, prhs,
+      [](Call& call) { call.set_output(0, square_roots(call)); });
+}
+
+void mod(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
+  run("mod", {2, 2, 1}, nlhs, plhs, nrhs, prhs, [](Call& call) {
+    call.set_output(0, combine(call, [](auto x, auto y) { return modulo(x, y); }));
+  });
+}
+
+void rem(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
+  run("rem", {2, 2, 1}, nlhs, plhs, nrhs, prhs, [](Call& call) {
+    call.set_output(0, combine(call, [](auto x, auto y) { return remainder_of(x, y); }));
+  });
+}
+
+}  // namespace krt::library::builtin

@@ -21,8 +21,8 @@ bool needs_own_copy(kxArray* const* plhs, int i, int nargin, kxArray* const* inp
 
 }  // namespace
 
-void call_native(kxNativeFunction fn, const std::string& name, int nargout, kxArray** outputs,
-                 int nargin, kxArray* const* inputs) {
+void call_native(kxNativeFunction fn, std::string_view name, int nargout,
+                 kxArray** outputs, int nargin, kxArray* const* inputs) {
   const int slots = std::max(nargout, 1);
   kxArray* local[8] = {};
   std::vector<kxArray*> heap;
@@ -37,7 +37,8 @@ void call_native(kxNativeFunction fn, const std::string& name, int nargout, kxAr
     for (int i = 0; i < nargout; ++i)
       if (!plhs[i])
         kx::raise("Korel:unassignedOutputs",
-                  "One or more output arguments not assigned during call to '" + name + "'.");
+                  "One or more output arguments not assigned during call to '" +
+                      std::string(name) + "'.");
     for (int i = 0; i < slots; ++i) {
       if (!plhs[i]) continue;
       if (needs_own_copy(plhs, i, nargin, inputs)) {

@@ -21,7 +21,8 @@ void check_outputs(int nargout, int max, const char* function) {
 }
 
 std::string text_argument(const lang::ValueList& inputs, std::size_t i, const char* function) {
-  return library::text_of(inputs.at(i).get(), (std::string("Korel:") + function + ":badType").c_str());
+  const std::string id = std::string("Korel:") + function + ":badType";
+  return library::text_of(inputs.at(i).get(), id.c_str());
 }
 
 bool is_text(const kxArray* a) { return kxIsChar(a) && (kxGetM(a) <= 1 || kxIsEmpty(a)); }

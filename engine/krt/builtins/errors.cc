@@ -135,7 +135,8 @@ void warning(CallContext& c, int nargout, ValueList& out, ValueList& in) {
     return;
   }
   auto [identifier, message] = message_of(in, "warning");
-  if (warning_enabled(identifier)) c.interpreter.instance().print_error("Warning: " + message + "\n");
+  if (warning_enabled(identifier))
+    c.interpreter.instance().print_error("Warning: " + message + "\n");
 }
 
 }  // namespace

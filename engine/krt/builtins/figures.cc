@@ -39,11 +39,12 @@ int figure_number(double h) {
 
 // 'on'/'off' of a property value.
 bool on_off(const kxArray* value, const char* function) {
-  if (!is_text(value)) kx::raise(std::string("Korel:") + function + ":badValue", "Expected 'on' or 'off'.");
-  std::string v = library::text_of(value, "Korel:figure:badValue");
+  const std::string id = std::string("Korel:") + function + ":badValue";
+  if (!is_text(value)) kx::raise(id, "Expected 'on' or 'off'.");
+  std::string v = library::text_of(value, id.c_str());
   if (same_text(v, "on")) return true;
   if (same_text(v, "off")) return false;
-  kx::raise(std::string("Korel:") + function + ":badValue", "Expected 'on' or 'off', not '" + v + "'.");
+  kx::raise(id, "Expected 'on' or 'off', not '" + v + "'.");
 }
 
 void figure(CallContext& c, int nargout, ValueList& out, ValueList& in) {

@@ -72,8 +72,8 @@ bool switch_matches(const kxArray* subject, const kxArray* label) {
   if (kxIsChar(subject) || kxIsChar(label))
     return kxIsChar(subject) && kxIsChar(label) && text_of(subject) == text_of(label);
   if (kxGetNumberOfElements(subject) != 1 || kxGetNumberOfElements(label) != 1) return false;
-  if (!(kxIsNumeric(subject) || kxIsLogical(subject)) || !(kxIsNumeric(label) || kxIsLogical(label)))
-    return false;
+  auto is_number = [](const kxArray* a) { return kxIsNumeric(a) || kxIsLogical(a); };
+  if (!is_number(subject) || !is_number(label)) return false;
   return kxGetScalar(subject) == kxGetScalar(label);
 }
 
@@ -814,7 +814,8 @@ void Interpreter::evaluate_text(std::string_view text, Frame& frame, int nargout
                                        e.what() + ".");
   }
   if (!program->script || !program->functions.empty())
-    kx::raise("Korel:eval:functionDefinition", "Function definitions are not allowed in eval text.");
+    kx::raise("Korel:eval:functionDefinition",
+              "Function definitions are not allowed in eval text.");
   const int line = frame.line;
   if (nargout > 0) {
     const Block& statements = program->statements;

@@ -68,6 +68,14 @@ TEST(Language, EvalTextErrorsAndScripts) {
   EXPECT_FALSE(k->Evaluate("x = (1 + ;"));
   EXPECT_EQ(k->GetErrorState().identifier, "Korel:syntaxError");
   EXPECT_NE(k->GetErrorState().message.find("line 1"), std::string::npos);
+  EXPECT_FALSE(k->Evaluate("broken(1)"));
+  EXPECT_EQ(k->GetErrorState().identifier, "Korel:syntaxError");
+  EXPECT_EQ(k->GetErrorState().message.rfind("Invalid Korel text in '" + kComponent +
+                                                 "/broken.k' at line 3, column ",
+                                             0),
+            0u);
+  ASSERT_EQ(k->GetErrorState().stack.size(), 1u);
+  EXPECT_EQ(k->GetErrorState().stack[0].line, 3);
   EXPECT_FALSE(k->Evaluate("y = undefined_thing + 1;"));
   EXPECT_EQ(k->GetErrorState().message, "Undefined function or variable 'undefined_thing'.");
   EXPECT_FALSE(k->Evaluate("z = [1 2] + [1 2 3];"));

@@ -242,16 +242,16 @@ void append_field(std::string& out, const Conversion& c, const std::string& body
 
 // The printf conversion for `c` keeping only `kept_flags`, with the length modifier
 // `length` and the conversion `type`.
-std::string c_spec(const Conversion& c, std::string_view kept_flags, const char* length,
+std::string printf_conversion(const Conversion& c, std::string_view kept_flags, const char* length,
                    char type) {
-  std::string spec = "%";
+  std::string conversion = "%";
   for (char flag : c.flags)
-    if (kept_flags.find(flag) != std::string_view::npos) spec += flag;
-  if (c.width >= 0) spec += std::to_string(c.width);
-  if (c.precision >= 0) spec += "." + std::to_string(c.precision);
-  spec += length;
-  spec += type;
-  return spec;
+    if (kept_flags.find(flag) != std::string_view::npos) conversion += flag;
+  if (c.width >= 0) conversion += std::to_string(c.width);
+  if (c.precision >= 0) conversion += "." + std::to_string(c.precision);
+  conversion += length;
+  conversion += type;
+  return conversion;
 }
 
 bool is_integer(Wide v) { return std::isfinite(v) && v == std::floor(v); }
@@ -260,22 +260,22 @@ constexpr Wide kInt64Min = -9223372036854775808.0L;
 constexpr Wide kUint64Limit = 18446744073709551616.0L;  // 2^64
 
 void append_exponent_form(std::string& out, const Conversion& c, Wide v) {
-  out += printf_text(c_spec(c, "-+ 0#", "", 'e'), static_cast<double>(v));
+  out += printf_text(printf_conversion(c, "-+ 0#", "", 'e'), static_cast<double>(v));
 }
 
 void append_integer(std::string& out, const Conversion& c, Wide v) {
   bool is_signed = c.type == 'd' || c.type == 'i';
   if (!is_integer(v) || (!is_signed && v < 0)) return append_exponent_form(out, c, v);
   if (is_signed && v >= kInt64Min && v < -kInt64Min) {
-    out += printf_text(c_spec(c, "-+ 0", "ll", 'd'), static_cast<long long>(v));
+    out += printf_text(printf_conversion(c, "-+ 0", "ll", 'd'), static_cast<long long>(v));
   } else if (v >= 0 && v < kUint64Limit) {
     char type = is_signed ? 'u' : c.type;
     std::string_view kept = is_signed || c.type == 'u' ? "-0" : "-0#";
-    out += printf_text(c_spec(c, kept, "ll", type), static_cast<unsigned long long>(v));
+    out += printf_text(printf_conversion(c, kept, "ll", type), static_cast<unsigned long long>(v));
   } else if (is_signed) {  // an integer-valued double past the 64-bit range
     Conversion whole = c;
     whole.precision = 0;
-    out += printf_text(c_spec(whole, "-+ 0", "", 'f'), static_cast<double>(v));
+    out += printf_text(printf_conversion(whole, "-+ 0", "", 'f'), static_cast<double>(v));
   } else {
     append_exponent_form(out, c, v);
   }
@@ -304,7 +304,7 @@ void append_element(std::string& out, const Conversion& c, const Element& e) {
     case 'd': case 'i': case 'u': case 'o': case 'x': case 'X':
       return append_integer(out, c, e.value);
     case 'f': case 'e': case 'E': case 'g': case 'G':
-      out += printf_text(c_spec(c, "-+ 0#", "", c.type), static_cast<double>(e.value));
+      out += printf_text(printf_conversion(c, "-+ 0#", "", c.type), static_cast<double>(e.value));
       return;
     case 'c':
       if (is_integer(e.value) && e.value >= 0 && e.value <= 0x10FFFF) {

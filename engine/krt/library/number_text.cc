@@ -15,20 +15,20 @@ std::string non_finite_text(double v) {
 namespace {
 
 template <class T>
-std::string printf_any(const std::string& spec, T v) {
-  int length = std::snprintf(nullptr, 0, spec.c_str(), v);
+std::string printf_any(const std::string& conversion, T v) {
+  int length = std::snprintf(nullptr, 0, conversion.c_str(), v);
   if (length <= 0) return {};
   std::vector<char> text(static_cast<std::size_t>(length) + 1);
-  std::snprintf(text.data(), text.size(), spec.c_str(), v);
+  std::snprintf(text.data(), text.size(), conversion.c_str(), v);
   return std::string(text.data(), static_cast<std::size_t>(length));
 }
 
 }  // namespace
 
-std::string printf_text(const std::string& spec, double v) { return printf_any(spec, v); }
-std::string printf_text(const std::string& spec, long long v) { return printf_any(spec, v); }
-std::string printf_text(const std::string& spec, unsigned long long v) {
-  return printf_any(spec, v);
+std::string printf_text(const std::string& conversion, double v) { return printf_any(conversion, v); }
+std::string printf_text(const std::string& conversion, long long v) { return printf_any(conversion, v); }
+std::string printf_text(const std::string& conversion, unsigned long long v) {
+  return printf_any(conversion, v);
 }
 
 std::string shortest_text(double v) {

@@ -12,9 +12,9 @@ std::string non_finite_text(double v);
 // ("100000", "0.1", "1e+20", "3.14"). Non-finite values as non_finite_text.
 std::string shortest_text(double v);
 
-// printf with one conversion (`spec`, built by this library, e.g. "%+08.3f").
-std::string printf_text(const std::string& spec, double v);
-std::string printf_text(const std::string& spec, long long v);
-std::string printf_text(const std::string& spec, unsigned long long v);
+// printf with one conversion (`conversion`, built by this library, e.g. "%+08.3f").
+std::string printf_text(const std::string& conversion, double v);
+std::string printf_text(const std::string& conversion, long long v);
+std::string printf_text(const std::string& conversion, unsigned long long v);
 
 }  // namespace krt::library

@@ -49,6 +49,7 @@ bench: deps
 	$(BUILD)/bench/kclkrt_bench
 	$(BUILD)/bench/bench_kx
 	$(BUILD)/bench/bench_engine
+	$(BUILD)/bench/bench_calls
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD) $(FUZZ_BUILD)

@@ -56,6 +56,16 @@ Dispatcher::Dispatcher(const krtSourceReader& reader, std::string current_direct
   cwd_ = absolute(cwd_);
   for (std::string& dir : path)
     if (!dir.empty()) path_.push_back(absolute(dir));
+  path_changed();
+}
+
+void Dispatcher::path_changed() {
+  path_text_.clear();
+  for (const std::string& dir : path_) {
+    if (!path_text_.empty()) path_text_ += ':';
+    path_text_ += dir;
+  }
+  ++generation_;
 }
 
 std::string Dispatcher::absolute(const std::string& dir) const {
@@ -79,7 +89,7 @@ bool Dispatcher::add_path(const std::string& dir, bool at_end) {
   if (!is_directory(full)) return false;
   path_.erase(std::remove(path_.begin(), path_.end(), full), path_.end());
   path_.insert(at_end ? path_.end() : path_.begin(), full);
-  ++generation_;
+  path_changed();
   return true;
 }
 
@@ -88,7 +98,7 @@ bool Dispatcher::remove_path(const std::string& dir) {
   auto it = std::remove(path_.begin(), path_.end(), full);
   if (it == path_.end()) return false;
   path_.erase(it, path_.end());
-  ++generation_;
+  path_changed();
   return true;
 }
 

@@ -24,6 +24,8 @@ class Dispatcher {
   bool change_directory(const std::string& dir);
 
   const std::vector<std::string>& path() const { return path_; }
+  // The path entries joined by ':'.
+  const std::string& path_text() const { return path_text_; }
   bool add_path(const std::string& dir, bool at_end);
   bool remove_path(const std::string& dir);
 
@@ -43,10 +45,12 @@ class Dispatcher {
 
  private:
   std::string absolute(const std::string& dir) const;
+  void path_changed();
 
   const krtSourceReader& reader_;
   std::string cwd_;
   std::vector<std::string> path_;
+  std::string path_text_;
   uint64_t generation_ = 1;
   struct CachedProgram {
     int64_t mtime_ns;

@@ -71,3 +71,14 @@ void krt_register_function_table(const krtFunctionTableEntry* table) {
   std::lock_guard lock(r.mutex);
   r.add_table(table);
 }
+
+bool krt_register_extension(const krtFunctionTable* table) {
+  if (!table || !table->entries || table->magic != kKrtFunctionTableMagic ||
+      table->version != kKrtFunctionTableVersion)
+    return false;
+  uint32_t count = 0;
+  for (const krtFunctionTableEntry* e = table->entries; e->name; ++e) ++count;
+  if (count != table->count) return false;
+  krt_register_function_table(table->entries);
+  return true;
+}

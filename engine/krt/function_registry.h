@@ -21,3 +21,8 @@ uint64_t builtin_generation();
 // Adds a null-terminated table of native functions callable from Korel by name. The
 // table must outlive the process's use of it. Names already known are skipped.
 KOREL_EXPORT void krt_register_function_table(const krtFunctionTableEntry* table);
+
+// Registers an extension library's described table. False, registering nothing, for a
+// null table, identification words of another layout, or a count that does not match
+// the entries.
+KOREL_EXPORT bool krt_register_extension(const krtFunctionTable* table);

@@ -288,14 +288,9 @@ bool krtInstance::ChangeDirectory(const char* dir) {
   return dir && impl_->dispatcher.change_directory(dir);
 }
 
-std::string krtInstance::GetPath() const {
+const std::string& krtInstance::GetPath() const {
   std::lock_guard lock(krt::global_mutex());
-  std::string joined;
-  for (const std::string& dir : impl_->dispatcher.path()) {
-    if (!joined.empty()) joined += ':';
-    joined += dir;
-  }
-  return joined;
+  return impl_->dispatcher.path_text();
 }
 
 std::vector<std::string> krtInstance::GetPathEntries() const {
@@ -303,7 +298,7 @@ std::vector<std::string> krtInstance::GetPathEntries() const {
   return impl_->dispatcher.path();
 }
 
-std::string krtInstance::GetCurrentDirectory() const {
+const std::string& krtInstance::GetCurrentDirectory() const {
   std::lock_guard lock(krt::global_mutex());
   return impl_->dispatcher.current_directory();
 }

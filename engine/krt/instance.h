@@ -76,9 +76,11 @@ class KOREL_EXPORT krtInstance {
   bool AddPath(const char* dir, bool at_end);
   bool RemovePath(const char* dir);
   bool ChangeDirectory(const char* dir);
-  std::string GetPath() const;              // entries joined by ':'
+  // The path's entries joined by ':', and the current directory; each reference stays
+  // valid until the path or the directory changes.
+  const std::string& GetPath() const;
   std::vector<std::string> GetPathEntries() const;
-  std::string GetCurrentDirectory() const;
+  const std::string& GetCurrentDirectory() const;
 
   // Handlers; null means the process default.
   void SetPrintHandler(krtSimpleHandler fn);

@@ -17,16 +17,23 @@
 #include <stdbool.h>
 #endif
 
+#include "korel/kx.h"
+
 #define KCLKRT_API __attribute__((visibility("default")))
 
 #ifdef __cplusplus
 class error_info;
 class ref_count_obj;
+class krtInstance;
 extern "C" {
 #else
 typedef struct error_info error_info;
 typedef struct ref_count_obj ref_count_obj;
+/* A runtime instance handle; its first 32-bit word is the instance's identifier. */
+typedef struct krtInstance krtInstance;
 #endif
+struct krtFunctionTableEntry;
+struct krtFunctionTable;
 
 /* A host's output handler: receives one text, returns what it likes (usually a count). */
 typedef int (*kclOutputHandlerFcn)(const char* text);
@@ -59,6 +66,134 @@ KCLKRT_API bool kclkrtInitialize(void);
 KCLKRT_API void kclAcquireMutex(void);
 KCLKRT_API void kclReleaseMutex(void);
 
+/* ---- Runtime instances ------------------------------------------------------- */
+
+/* Every call below accepts a null handle and then fails (false, 0 or null) without
+ * touching the engine, unless it says otherwise. A failed call leaves its reason as the
+ * instance's last error (kclGetLastErrorMessage). */
+
+/* Creates a runtime instance for the component compiler: the process counts as the
+ * compiler from then on, the instance is made current and works in the process's
+ * current directory. False, with *instance null, when it cannot be made. */
+KCLKRT_API bool kclInitializeInstance(krtInstance** instance);
+
+/* The instance's identifier (0 for null), and the calling thread's current instance
+ * and its identifier (null and 0 when there is none). */
+KCLKRT_API unsigned kclGetID(krtInstance* instance);
+KCLKRT_API unsigned kclGetActiveID(void);
+KCLKRT_API krtInstance* kclGetActiveKRT(void);
+
+/* The runtime's version, (major << 16) | minor. False for a null `version`. */
+KCLKRT_API bool kclGetKRTVersion(unsigned* version);
+
+/* Makes the instance the calling thread's current one, or undoes that. */
+KCLKRT_API bool kclPushActivation(krtInstance* instance);
+KCLKRT_API bool kclPopActivation(krtInstance* instance);
+
+/* Global variables. Set keeps its own copy of `value`; Get stores a copy the caller
+ * owns, or null (and returns false) when the global does not exist. */
+KCLKRT_API bool kclSetGlobal(krtInstance* instance, const char* name, kxArray* value);
+KCLKRT_API bool kclGetGlobal(krtInstance* instance, const char* name, kxArray** value);
+
+/* Makes `fn` callable from Korel code as `name`: a global holding a handle to it, which
+ * comes before every function of that name. */
+KCLKRT_API bool kclRegisterExternalFunction(krtInstance* instance, const char* name,
+                                            kxNativeFunction fn);
+
+/* Calling a function by name. `outputs` has room for max(nargout, 1) arrays; each array
+ * returned is the caller's to destroy. Inputs stay the caller's.
+ *   kclInternalFeval: a null handle means the current instance. The slots are set to
+ *     null first; a result left in slot 0 with nargout 0 is the caller's too.
+ *   kclFeval: as kclInternalFeval, but with nargout 0 a result is discarded.
+ *   kclKexFeval: as kclFeval, over a private copy of the input list, so nothing the
+ *     call does can touch the caller's list. */
+KCLKRT_API bool kclInternalFeval(krtInstance* instance, const char* name, int nargout,
+                                 kxArray** outputs, int nargin, kxArray** inputs);
+KCLKRT_API bool kclFeval(krtInstance* instance, const char* name, int nargout, kxArray** outputs,
+                         int nargin, kxArray** inputs);
+KCLKRT_API bool kclKexFeval(krtInstance* instance, const char* name, int nargout,
+                            kxArray** outputs, int nargin, kxArray** inputs);
+
+/* The compiled-function convention. `args` holds |nout| output slot addresses (each a
+ * kxArray** stored in a kxArray* entry) followed by |nin| inputs. A negative `nout`
+ * packs the results from position |nout| on into one cell array in the last slot; a
+ * negative `nin` makes the last input a row cell array of further inputs (a null last
+ * input is dropped). A slot that holds an array has it destroyed before it is refilled;
+ * on failure the slots keep what they held. kclKlfFeval takes the same entries as
+ * trailing arguments: |nout| kxArray** values, then |nin| kxArray* values. */
+KCLKRT_API bool kclKlfVFeval(krtInstance* instance, const char* name, int nargout, int nout,
+                             int nin, kxArray** args);
+KCLKRT_API bool kclKlfFeval(krtInstance* instance, const char* name, int nargout, int nout,
+                            int nin, ...);
+
+/* Where `name` is found (the answer of Korel's which), copied into `buf` and cut to
+ * `buflen` bytes with the terminator. */
+KCLKRT_API bool kclWhich(krtInstance* instance, const char* name, char* buf, int buflen);
+
+/* The search path and the current directory. kclAddPath appends; a directory that does
+ * not exist is refused. The texts returned stay valid until the path or directory
+ * changes; a null handle prints a message and gives null. */
+KCLKRT_API bool kclAddPath(krtInstance* instance, const char* dir);
+KCLKRT_API bool kclRemovePath(krtInstance* instance, const char* dir);
+KCLKRT_API bool kclChangeDirectory(krtInstance* instance, const char* dir);
+KCLKRT_API const char* kclGetInstancePath(krtInstance* instance);
+KCLKRT_API const char* kclGetInstanceCWD(krtInstance* instance);
+
+/* The stack of the instance's last error, one line per frame, innermost first, in an
+ * array the caller frees with kclFreeStackTrace. Returns the number of lines; 0 (and
+ * nothing stored) when there is no error or no stack. */
+KCLKRT_API int kclGetStackTrace(krtInstance* instance, char*** lines);
+KCLKRT_API int kclFreeStackTrace(char*** lines, int count);
+
+/* Returns when the instance has no visible figure left. */
+KCLKRT_API void kclWaitForFiguresToDie(krtInstance* instance);
+
+/* The longest path the runtime handles, and the compiler's target type (0 or 1). */
+KCLKRT_API int kclGetMaxPathLen(void);
+KCLKRT_API int kclGetKCCTargetType(bool shared_library);
+
+/* ---- Native array lists ------------------------------------------------------- */
+
+/* Destroys `count` arrays of `list` and sets their slots to null. */
+KCLKRT_API void kclFreeArrayList(int count, kxArray** list);
+/* A 1-by-count cell array that takes over the arrays of `list` (their slots become
+ * null; a null entry leaves its place empty). Null, taking nothing, for a negative
+ * count or a missing list. An array that already belongs to a container stays in its
+ * slot and its place stays empty. */
+KCLKRT_API kxArray* kclCreateCellArrayFromArrayList(int count, kxArray** list);
+/* A function handle array that calls `fn`, displayed as `name`. */
+KCLKRT_API kxArray* kclCreateSimpleFunctionHandle(const char* name, kxNativeFunction fn);
+
+/* ---- Runtime user data ---------------------------------------------------------- */
+
+/* Named values a host hands to the Korel code of an instance (which reads them with
+ * getkrtuserdata and writes them with setkrtuserdata). `id` selects the instance; a
+ * negative one means the current instance. An unknown instance prints a message.
+ * Get returns a copy the caller owns, or null when nothing is stored under `key`. */
+KCLKRT_API kxArray* kclGetKRTUserData(int id, const char* key);
+KCLKRT_API bool kclSetKRTUserData(int id, const char* key, kxArray* value);
+/* Takes every "-krtuserdata key:value" pair (the switch in any case) out of argv,
+ * storing value under key as text, and keeps the other arguments in order at the
+ * front of argv. Returns how many arguments are left. */
+KCLKRT_API int kclSetCmdLineUserData(int id, int argc, char** argv);
+
+/* ---- Main entry ------------------------------------------------------------------ */
+
+/* Runs the host's main function under the runtime and returns its result. */
+KCLKRT_API int kclRunMain(int (*run)(int, const char**), int argc, const char** argv);
+/* Calls the entry function `name` with argv[1..argc-1] as text inputs and `nlhs`
+ * outputs, which are discarded. Returns the exit code, also recorded with
+ * kclSetExitCode: 0 on success; -1 on failure, after printing the error on standard
+ * error. */
+KCLKRT_API int kclMain(krtInstance* instance, int argc, const char** argv, const char* name,
+                       int nlhs);
+/* True in a stand-alone application (always, on this platform). */
+KCLKRT_API bool kclIsStandaloneMode(void);
+
+/* This library's functions callable from Korel, for the engine. */
+KCLKRT_API const struct krtFunctionTableEntry* QueryKLFcns_kclkrt(void);
+KCLKRT_API const struct krtFunctionTable* QueryKLFcnTable_kclkrt(void);
+
 /* ---- Messages ------------------------------------------------------------------ */
 
 /* Formats catalogued message `code` (0x3C0001 to 0x3C0063) with its placeholder values,
@@ -73,6 +208,19 @@ KCLKRT_API int kclPrintErrorMsgV(int code, va_list args);
 /* Where the library's own diagnostics go; null sends them to standard error. Returns
  * the handler given. */
 KCLKRT_API kclOutputHandlerFcn kclSetInternalErrorHandler(kclOutputHandlerFcn handler);
+
+/* An instance's own print and error handlers (null: the process defaults). A null
+ * handle is ignored. */
+KCLKRT_API void kclSetPrintHandler(krtInstance* instance, kclOutputHandlerFcn handler);
+KCLKRT_API void kclSetErrorHandler(krtInstance* instance, kclOutputHandlerFcn handler);
+
+/* The instance's last error: set it, or read it as the message with where it happened
+ * (both calls give that text; null when there is none or the handle is null). */
+KCLKRT_API void kclSetLastErrIdAndMsg(krtInstance* instance, const char* id, const char* msg);
+KCLKRT_API const char* kclGetLastErrorMessage(krtInstance* instance);
+KCLKRT_API const char* kclGetLastErrorCode(krtInstance* instance);
+/* The calling thread's last array library error, as kxGetLastErrIdAndMsg. */
+KCLKRT_API int kclGetLastErrIdAndMsg(const char** id, const char** msg);
 
 /* Process-wide print and error handlers for runtime instances without their own. */
 KCLKRT_API void kclSetDefaultPrintHandlers(kclOutputHandlerFcn print_handler,

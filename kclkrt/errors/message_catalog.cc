@@ -6,7 +6,6 @@
 #include "kclkrt/errors/error_output.h"
 #include "korel/kclkrt.h"
 #include "krt/mutex.h"
-#include "sv/settings.h"
 #include "ut/message.h"
 #include "ut/print.h"
 
@@ -103,7 +102,7 @@ int print_through_utprintf(const char* text) { return utPrintf("%s", text); }
 int kclPrintErrorMsgV(int code, va_list args) {
   try {
     // Inside the development environment the text belongs in its command window.
-    if (!svIsStandaloneMode()) kclSetInternalErrorHandler(&print_through_utprintf);
+    if (!kclIsStandaloneMode()) kclSetInternalErrorHandler(&print_through_utprintf);
     // The shared buffer is the runtime's, so concurrent printers take turns.
     std::lock_guard<std::recursive_mutex> lock(krt::global_mutex());
     int length = kcl::format_message(static_cast<uint32_t>(code), args);

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "kclkrt/errors/boundary.h"
 #include "kclkrt/errors/error_output.h"
 #include "kclkrt/errors/message_catalog.h"
 #include "kclkrt/paths/path_macros.h"
@@ -132,20 +133,6 @@ bool terminate() {
   return true;
 }
 
-// The boundary of the exported calls: an engine failure becomes a diagnostic and a
-// false result instead of an exception through the host's C frames.
-template <typename F>
-bool guarded(F&& body) {
-  try {
-    return body();
-  } catch (const std::exception& e) {
-    internal_error_output(e.what());
-  } catch (...) {
-    kclPrintErrorMsg(KCLKRT_UNEXPECTED_ERROR);
-  }
-  return false;
-}
-
 }  // namespace
 
 bool initialize_application_if_needed() {
@@ -179,15 +166,15 @@ int exit_code() {
 }  // namespace kcl
 
 bool kclInitializeApplication(const char** options, size_t count) {
-  return kcl::guarded([&] { return kcl::initialize(options, count); });
+  return kcl::guarded_call(false, [&] { return kcl::initialize(options, count); });
 }
 
 bool kclTerminateApplication(void) {
-  return kcl::guarded([] { return kcl::terminate(); });
+  return kcl::guarded_call(false, [] { return kcl::terminate(); });
 }
 
 void kclInhibitShutdown(void) {
-  kcl::guarded([] {
+  kcl::guarded_call(false, [] {
     kcl::Lock lock(krt::global_mutex());
     if (kcl::state.inhibit_count.load() == 0) krt_inhibit_shutdown();
     ++kcl::state.inhibit_count;
@@ -200,7 +187,7 @@ void kclUninhibitShutdown(void) {
     kcl::internal_error_output("Attempt to uninhibit shutdown when shutdown is not inhibited\n");
     return;
   }
-  kcl::guarded([] {
+  kcl::guarded_call(false, [] {
     kcl::Lock lock(krt::global_mutex());
     // Another thread may have taken the last inhibit since the test above.
     if (kcl::state.inhibit_count.load() == 0) {

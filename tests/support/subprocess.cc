@@ -10,8 +10,15 @@
 #include <filesystem>
 #include <stdexcept>
 
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/lsan_interface.h>
+#endif
+
 namespace korel::test {
 namespace {
+
+// What a child that leaked memory exits with, in sanitizer builds.
+constexpr int kLeakedExitCode = 97;
 
 struct Pipe {
   int fd[2] = {-1, -1};
@@ -72,6 +79,10 @@ ProcessResult run_in_child(const std::function<int()>& body) {
     } catch (...) {
     }
     std::fflush(nullptr);
+#ifdef __SANITIZE_ADDRESS__
+    // The child leaves through _exit, where the leak checker does not run by itself.
+    if (__lsan_do_recoverable_leak_check() != 0) code = kLeakedExitCode;
+#endif
     _exit(code);
   }
   out.close_end(1);

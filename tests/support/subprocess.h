@@ -16,7 +16,9 @@ struct ProcessResult {
   std::string err;
 };
 
-// Runs `body` in a forked child; its return value is the exit code.
+// Runs `body` in a forked child; its return value is the exit code. In AddressSanitizer
+// builds the child checks for leaks before it exits: a leak is exit code 97, with the
+// report on its standard error.
 ProcessResult run_in_child(const std::function<int()>& body);
 
 // Runs a program. `env` changes the environment: a value sets a variable, nullopt

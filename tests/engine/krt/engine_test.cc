@@ -181,6 +181,7 @@ const krtFunctionTableEntry kHostTable[] = {{"host_table_function", host_table_f
 
 TEST(Engine, GlobalHandlesAndRegisteredTablesResolveByName) {
   auto k = make_instance();
+  kxArray* r_slot[1] = {nullptr};
   // A global holding a native handle comes before everything else, even a file.
   Owned handle(kxCreateNativeFunctionHandle("fib", twice));
   ASSERT_TRUE(k->SetGlobal("fib", handle.get()));
@@ -189,7 +190,16 @@ TEST(Engine, GlobalHandlesAndRegisteredTablesResolveByName) {
   ASSERT_EQ(r.size(), 1u);
   EXPECT_EQ(kxGetScalar(r[0].get()), 42);
 
-  krt_register_function_table(kHostTable);
+  // A described table of another layout, or whose count disagrees, is refused whole.
+  krtFunctionTable wrong_version{kHostTable, kKrtFunctionTableMagic, kKrtFunctionTableVersion + 1, 2};
+  krtFunctionTable wrong_count{kHostTable, kKrtFunctionTableMagic, kKrtFunctionTableVersion, 3};
+  EXPECT_FALSE(krt_register_extension(&wrong_version));
+  EXPECT_FALSE(krt_register_extension(&wrong_count));
+  EXPECT_FALSE(krt_register_extension(nullptr));
+  EXPECT_FALSE(k->CallKorelFunction("host_table_function", 1, r_slot, 0, nullptr));
+
+  krtFunctionTable described{kHostTable, kKrtFunctionTableMagic, kKrtFunctionTableVersion, 2};
+  EXPECT_TRUE(krt_register_extension(&described));
   r = call(*k, "host_table_function", 1, {});
   ASSERT_EQ(r.size(), 1u);
   EXPECT_EQ(text_of(r[0].get()), "from table");

@@ -7,14 +7,16 @@
 #include <vector>
 
 #include "korel/kx.h"
+#include "support/owned_array.h"
 #include "krt/instance.h"
 
 namespace krttest {
 
-struct Destroy {
-  void operator()(kxArray* a) const { kxDestroyArray(a); }
-};
-using Owned = std::unique_ptr<kxArray, Destroy>;
+using korel::test::Destroy;
+using korel::test::number;
+using korel::test::Owned;
+using korel::test::text;
+using korel::test::text_of;
 
 inline const std::string kComponent = KRT_TEST_COMPONENT;
 
@@ -47,15 +49,6 @@ inline std::unique_ptr<krtInstance> make_instance(std::vector<std::string> path 
   return std::make_unique<krtInstance>(options);
 }
 
-inline Owned text(const std::string& s) { return Owned(kxCreateString(s.c_str())); }
-inline Owned number(double v) { return Owned(kxCreateDoubleScalar(v)); }
-
-inline std::string text_of(const kxArray* a) {
-  char* s = kxArrayToString(a);
-  std::string out = s ? s : "<not text>";
-  kxFree(s);
-  return out;
-}
 
 // Calls `name` for `nargout` results; empty on failure.
 inline std::vector<Owned> call(krtInstance& k, const char* name, int nargout,

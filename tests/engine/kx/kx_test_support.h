@@ -6,13 +6,12 @@
 #include <vector>
 
 #include "korel/kx.h"
+#include "support/owned_array.h"
 
 namespace kxtest {
 
-struct Destroy {
-  void operator()(kxArray* a) const { kxDestroyArray(a); }
-};
-using Owned = std::unique_ptr<kxArray, Destroy>;
+using korel::test::Destroy;
+using korel::test::Owned;
 
 inline std::vector<kxSize> dims_of(const kxArray* a) {
   return {kxGetDimensions(a), kxGetDimensions(a) + kxGetNumberOfDimensions(a)};

@@ -10,15 +10,14 @@
 #include <vector>
 
 #include "korel/kx.h"
+#include "support/owned_array.h"
 #include "krt/library/functions.h"
 #include "kx/error.h"
 
 namespace libtest {
 
-struct Destroy {
-  void operator()(kxArray* a) const { kxDestroyArray(a); }
-};
-using Owned = std::unique_ptr<kxArray, Destroy>;
+using korel::test::Destroy;
+using korel::test::Owned;
 
 inline kxNativeFunction lookup(const char* name) {
   for (const krtFunctionTableEntry* e = krt::library::kFunctions; e->name; ++e)

@@ -312,9 +312,10 @@ KOREL_EXPORT void kxErrMsgIdAndTxt(const char* id, const char* format, ...)
  * a last error, 0 otherwise. The texts stay valid until the next error. */
 KOREL_EXPORT int kxGetLastErrIdAndMsg(const char** id, const char** msg);
 
-/* A process-wide mode that the engine reads at its call boundary: 0 (the default) lets
- * it report the errors it catches through the instance's error handler; a non-zero mode
- * asks it to keep them quiet and leave them to the caller. Set returns the old mode. */
+/* A process-wide mode word, 0 by default, that a caller sets for the length of a call
+ * to tell native code nested inside it that errors go back to that caller. The engine
+ * itself never prints the errors it catches, whatever the mode: it records them in the
+ * instance. Set returns the old mode. */
 KOREL_EXPORT int kxGetErrorMode(void);
 KOREL_EXPORT int kxSetErrorMode(int mode);
 

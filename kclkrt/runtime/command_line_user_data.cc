@@ -8,6 +8,7 @@
 
 #include "kclkrt/errors/boundary.h"
 #include "kclkrt/platform/owned_array.h"
+#include "kclkrt/runtime/user_data.h"
 #include "korel/kclkrt.h"
 #include "krt/instance.h"
 
@@ -30,7 +31,7 @@ bool store_pair(int id, const char* argument, const boost::regex& pattern) {
 
 int kclSetCmdLineUserData(int id, int argc, char** argv) {
   if (id < 0) {
-    krtInstance* current = krtInstance::GetKRT();
+    krtInstance* current = kcl::find_instance(-1);
     id = current ? static_cast<int>(current->GetID()) : -1;
   }
   if (id < 0) {

@@ -54,6 +54,17 @@ UserDataTable* user_data_table(const krtInstance* instance, bool create) {
   return table ? table->get() : nullptr;
 }
 
+// The instance a user-data call reaches, or null after saying there is none (or no
+// store to keep its data in). Callers hold the engine's mutex.
+krtInstance* user_data_owner(int id) {
+  krtInstance* instance = find_instance(id);
+  if (!instance || !user_data_store()) {
+    kclPrintErrorMsg(KCLKRT_NO_KRT_USER_DATA);
+    return nullptr;
+  }
+  return instance;
+}
+
 }  // namespace
 
 krtInstance* find_instance(int id) {
@@ -72,12 +83,8 @@ InstanceUserData* instance_attachments(const krtInstance* instance) {
 kxArray* kclGetKRTUserData(int id, const char* key) {
   return kcl::guarded_call<kxArray*>(nullptr, [&]() -> kxArray* {
     std::lock_guard<std::recursive_mutex> lock(krt::global_mutex());
-    krtInstance* instance = kcl::find_instance(id);
-    if (!instance || !kcl::user_data_store()) {
-      kclPrintErrorMsg(kcl::KCLKRT_NO_KRT_USER_DATA);
-      return nullptr;
-    }
-    if (!key) return nullptr;
+    krtInstance* instance = kcl::user_data_owner(id);
+    if (!instance || !key) return nullptr;
     kcl::UserDataTable* table = kcl::user_data_table(instance, /*create=*/false);
     return table ? table->copy_of(key) : nullptr;
   });
@@ -86,12 +93,8 @@ kxArray* kclGetKRTUserData(int id, const char* key) {
 bool kclSetKRTUserData(int id, const char* key, kxArray* value) {
   return kcl::guarded_call(false, [&] {
     std::lock_guard<std::recursive_mutex> lock(krt::global_mutex());
-    krtInstance* instance = kcl::find_instance(id);
-    if (!instance || !kcl::user_data_store()) {
-      kclPrintErrorMsg(kcl::KCLKRT_NO_KRT_USER_DATA);
-      return false;
-    }
-    if (!key || !value) return false;
+    krtInstance* instance = kcl::user_data_owner(id);
+    if (!instance || !key || !value) return false;
     kcl::UserDataTable* table = kcl::user_data_table(instance, /*create=*/true);
     return table && table->store(key, value);
   });

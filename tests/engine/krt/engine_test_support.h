@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "korel/kx.h"
+#include "support/captured_output.h"
 #include "support/owned_array.h"
 #include "krt/instance.h"
 
@@ -20,21 +21,7 @@ using korel::test::text_of;
 
 inline const std::string kComponent = KRT_TEST_COMPONENT;
 
-// Text sent to instances' print and error handlers since the last take.
-struct Captured {
-  static std::string& printed() {
-    static std::string s;
-    return s;
-  }
-  static std::string& errors() {
-    static std::string s;
-    return s;
-  }
-  static int print(const char* text) { return printed() += text, 0; }
-  static int error(const char* text) { return errors() += text, 0; }
-  static std::string take_printed() { return std::exchange(printed(), ""); }
-  static std::string take_errors() { return std::exchange(errors(), ""); }
-};
+using korel::test::Captured;
 
 // An instance over the component directory (current directory) and `path`, output
 // captured.

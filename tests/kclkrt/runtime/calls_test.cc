@@ -272,7 +272,7 @@ TEST_F(Calls, HandlersReceiveTheInstancesOutput) {
   EXPECT_EQ(Captured::take_errors(), "Warning: Careful now.\n");
 
   // Handlers can be changed while the instance lives.
-  kclSetPrintHandler(k_, &Captured::to_errors);
+  kclSetPrintHandler(k_, &Captured::error);
   ASSERT_TRUE(kclFeval(k_, "speak", 0, nullptr, 0, nullptr));
   EXPECT_EQ(Captured::take_errors(), "hello from Korel\nWarning: Careful now.\n");
 }
@@ -295,7 +295,7 @@ TEST_F(Calls, NullHandlesFailWithoutReachingTheEngine) {
   EXPECT_EQ(kclGetStackTrace(nullptr, &lines), 0);
   EXPECT_EQ(kclGetLastErrorMessage(nullptr), nullptr);
   EXPECT_EQ(kclGetLastErrorCode(nullptr), nullptr);
-  kclSetPrintHandler(nullptr, &Captured::to_printed);
+  kclSetPrintHandler(nullptr, &Captured::print);
   kclSetLastErrIdAndMsg(nullptr, "a:b", "c");
   kclWaitForFiguresToDie(nullptr);
   EXPECT_FALSE(kclGetKRTVersion(nullptr));

@@ -7,10 +7,10 @@
 
 #include <memory>
 #include <string>
-#include <utility>
 
 #include "korel/kclkrt.h"
 #include "korel/kx.h"
+#include "support/captured_output.h"
 #include "support/owned_array.h"
 
 namespace hosttest {
@@ -23,27 +23,7 @@ using korel::test::text_of;
 inline const std::string kFunctions = KCLKRT_TEST_FUNCTIONS;
 
 
-// Everything written to one of the runtime's outputs since the last take.
-struct Captured {
-  static std::string& internal() {
-    static std::string s;
-    return s;
-  }
-  static std::string& printed() {
-    static std::string s;
-    return s;
-  }
-  static std::string& errors() {
-    static std::string s;
-    return s;
-  }
-  static int to_internal(const char* t) { return internal() += t, 0; }
-  static int to_printed(const char* t) { return printed() += t, 0; }
-  static int to_errors(const char* t) { return errors() += t, 0; }
-  static std::string take_internal() { return std::exchange(internal(), ""); }
-  static std::string take_printed() { return std::exchange(printed(), ""); }
-  static std::string take_errors() { return std::exchange(errors(), ""); }
-};
+using korel::test::Captured;
 
 // The application runs for the whole process (it cannot start again once stopped);
 // every test gets its own instance, made current, over the test functions.
@@ -54,11 +34,11 @@ class RuntimeHost : public ::testing::Test {
     ASSERT_TRUE(started);
   }
   void SetUp() override {
-    kclSetInternalErrorHandler(&Captured::to_internal);
+    kclSetInternalErrorHandler(&Captured::internal);
     ASSERT_TRUE(kclInitializeInstance(&k_));
     ASSERT_TRUE(kclAddPath(k_, kFunctions.c_str()));
-    kclSetPrintHandler(k_, &Captured::to_printed);
-    kclSetErrorHandler(k_, &Captured::to_errors);
+    kclSetPrintHandler(k_, &Captured::print);
+    kclSetErrorHandler(k_, &Captured::error);
     Captured::take_internal();
   }
   void TearDown() override {

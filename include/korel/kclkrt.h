@@ -19,19 +19,29 @@
 
 #include "korel/kx.h"
 
+#ifdef __cplusplus
+#include <iosfwd>
+#endif
+
 #define KCLKRT_API __attribute__((visibility("default")))
 
 #ifdef __cplusplus
 class error_info;
 class ref_count_obj;
 class krtInstance;
+/* An input stream an archive is read from. */
+typedef std::istream kclInputStream;
 extern "C" {
 #else
 typedef struct error_info error_info;
 typedef struct ref_count_obj ref_count_obj;
 /* A runtime instance handle; its first 32-bit word is the instance's identifier. */
 typedef struct krtInstance krtInstance;
+typedef struct kclInputStream kclInputStream;
 #endif
+/* What generated component code knows of a component, and how its archive is obtained. */
+typedef struct kclComponentData kclComponentData;
+typedef struct kclComponentOptions kclComponentOptions;
 struct krtFunctionTableEntry;
 struct krtFunctionTable;
 
@@ -193,6 +203,41 @@ KCLKRT_API bool kclIsStandaloneMode(void);
 /* This library's functions callable from Korel, for the engine. */
 KCLKRT_API const struct krtFunctionTableEntry* QueryKLFcns_kclkrt(void);
 KCLKRT_API const struct krtFunctionTable* QueryKLFcnTable_kclkrt(void);
+
+/* ---- Component records --------------------------------------------------------- */
+
+/* A component's description. Every string and list is copied (a null string is kept
+ * as null; a null list or a count of 0 is kept as no list, with the count as given).
+ * Null when the record cannot be allocated. The two reserved lists are kept and freed
+ * but read by nothing. */
+KCLKRT_API kclComponentData* kclCreateComponentData(
+    const char* name, const char* extraction_sub_path, const char** path_entries,
+    uint32_t path_entry_count, const char** java_class_path, uint32_t java_class_path_count,
+    const char** reserved_list_1, uint32_t reserved_list_1_count, const char** reserved_list_2,
+    uint32_t reserved_list_2_count, const char** x11_arguments, uint32_t x11_argument_count,
+    const char* component_key, const char* component_directory, const char** warning_states,
+    uint32_t warning_state_count);
+/* Frees the record and all it holds; null is ignored. */
+KCLKRT_API void kclDestroyComponentData(kclComponentData* data);
+
+/* How the archive is obtained, from a stream positioned at the archive's first byte
+ * (borrowed, not closed). Null when `extraction_directory` is null (even with the
+ * cache), or when extraction is allowed and the stream is null or the size below 1. */
+KCLKRT_API kclComponentOptions* kclCreateComponentOptions(bool use_cache, bool no_extraction,
+                                                          const char* extraction_directory,
+                                                          kclInputStream* stream, int archive_size);
+/* The same from an archive file. The directory may be null when the cache is used;
+ * the file name is needed when extraction is allowed. */
+KCLKRT_API kclComponentOptions* kclCreateComponentOptionsWithKarFile(
+    bool use_cache, bool no_extraction, const char* extraction_directory, const char* kar_file);
+/* Frees the record and its extractor; null is ignored. */
+KCLKRT_API void kclDestroyComponentOptions(kclComponentOptions* options);
+
+/* A stream reading the `size` bytes at `data` in place, without copying; the caller
+ * keeps them alive until kclDestroyStream. Null when `data` is null or `size` below 1. */
+KCLKRT_API kclInputStream* kclGetStreamFromArraySrc(const char* data, int size);
+/* Destroys a stream; null is ignored. */
+KCLKRT_API void kclDestroyStream(kclInputStream* stream);
 
 /* ---- Messages ------------------------------------------------------------------ */
 

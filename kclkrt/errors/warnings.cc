@@ -1,10 +1,13 @@
 #include "kclkrt/errors/warnings.h"
 
 #include <cctype>
+#include <cstdarg>
 #include <cstring>
+#include <mutex>
 
 #include "kclkrt/errors/message_catalog.h"
 #include "korel/kclkrt.h"
+#include "krt/mutex.h"
 #include "ut/warning.h"
 
 namespace kcl {
@@ -65,6 +68,23 @@ void apply_warning_states(const char** items, int count) {
     else
       kclPrintErrorMsg(KCLKRT_INVALID_WARNING_STATE, id, item);
   }
+}
+
+int print_warning_message(TextHandler handler, const char* id, uint32_t code, ...) {
+  if (!ut_is_warning_enabled(id)) return 0;
+  va_list args;
+  va_start(args, code);
+  int length;
+  if (handler) {
+    // The shared message buffer is the runtime's, so printers take turns.
+    std::lock_guard<std::recursive_mutex> lock(krt::global_mutex());
+    length = format_message(code, args);
+    if (length > 0) handler(message_buffer());
+  } else {
+    length = kclPrintErrorMsgV(static_cast<int>(code), args);
+  }
+  va_end(args);
+  return length > 0 ? length : 0;
 }
 
 }  // namespace kcl

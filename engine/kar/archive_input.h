@@ -1,0 +1,44 @@
+// An archive open for reading: libarchive's ZIP reader that works from the central
+// directory, over a file or over a stream's bytes from its current position to its end.
+#pragma once
+
+#include <iosfwd>
+#include <memory>
+#include <string>
+
+#include "korel/export.h"
+
+struct archive;
+struct archive_entry;
+
+namespace kar {
+
+struct InputSource;
+
+class KOREL_EXPORT ArchiveInput {
+ public:
+  // Throw Error when the source cannot be opened or is not a ZIP archive (a truncated
+  // archive has lost its central directory and is not one).
+  static std::unique_ptr<ArchiveInput> open_file(const std::string& path);
+  static std::unique_ptr<ArchiveInput> open_stream(std::istream& in);
+  ~ArchiveInput();
+  ArchiveInput(const ArchiveInput&) = delete;
+  ArchiveInput& operator=(const ArchiveInput&) = delete;
+
+  // The next entry's header, or null after the last; throws Error on a damaged header.
+  archive_entry* next_entry();
+  archive* handle() const { return archive_; }
+  // The text of the reader's last error.
+  std::string error_text() const;
+
+ private:
+  explicit ArchiveInput(std::unique_ptr<InputSource> source);
+  // Accepts what the reader refused when it is a ZIP archive with no entries at all.
+  void accept_if_empty(int open_status);
+
+  std::unique_ptr<InputSource> source_;
+  archive* archive_;
+  bool empty_ = false;
+};
+
+}  // namespace kar

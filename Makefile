@@ -30,18 +30,24 @@ test-asan: deps
 	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
 	  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 ctest --output-on-failure -j$(JOBS)
 
-# Fuzzes kxDeserialize for FUZZ_SECONDS with clang's libFuzzer, ASan and UBSan. The
-# corpus lives in the fuzz build, seeded with our own serialized forms, and grows there.
+# Fuzzes kxDeserialize, then KAR extraction, for FUZZ_SECONDS each with clang's libFuzzer,
+# ASan and UBSan. Each corpus lives in the fuzz build, seeded by a program of its own
+# (our own serialized forms; our own archives and hostile ones), and grows there.
 FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 60
 FUZZ_CORPUS = $(FUZZ_BUILD)/corpus/kx_deserialize
+FUZZ_KAR_CORPUS = $(FUZZ_BUILD)/corpus/kar_extract
 fuzz: deps
 	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -DKOREL_BUILD_FUZZ=ON -DKOREL_BUILD_TESTS=OFF $(CMAKE_FLAGS)
-	cmake --build $(FUZZ_BUILD) -j$(JOBS) --target kx_deserialize_fuzz kx_deserialize_seeds
-	mkdir -p $(FUZZ_CORPUS)
+	cmake --build $(FUZZ_BUILD) -j$(JOBS) --target kx_deserialize_fuzz kx_deserialize_seeds \
+	  kar_extract_fuzz kar_extract_seeds
+	mkdir -p $(FUZZ_CORPUS) $(FUZZ_KAR_CORPUS)
 	$(FUZZ_BUILD)/fuzz/kx_deserialize_seeds $(FUZZ_CORPUS)
 	$(FUZZ_BUILD)/fuzz/kx_deserialize_fuzz -max_total_time=$(FUZZ_SECONDS) -max_len=4096 \
 	  -print_final_stats=1 -artifact_prefix=$(FUZZ_BUILD)/ $(FUZZ_CORPUS)
+	$(FUZZ_BUILD)/fuzz/kar_extract_seeds $(FUZZ_KAR_CORPUS)
+	$(FUZZ_BUILD)/fuzz/kar_extract_fuzz -max_total_time=$(FUZZ_SECONDS) -max_len=65536 \
+	  -print_final_stats=1 -artifact_prefix=$(FUZZ_BUILD)/ $(FUZZ_KAR_CORPUS)
 
 bench: deps
 	cmake -S . -B $(BUILD) -DKOREL_BUILD_BENCH=ON $(CMAKE_FLAGS)
@@ -50,6 +56,7 @@ bench: deps
 	$(BUILD)/bench/bench_kx
 	$(BUILD)/bench/bench_engine
 	$(BUILD)/bench/bench_calls
+	$(BUILD)/bench/bench_kar
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD) $(FUZZ_BUILD)

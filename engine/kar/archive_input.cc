@@ -11,6 +11,7 @@
 #include <istream>
 #include <vector>
 
+#include "kar/central_directory.h"
 #include "kar/error.h"
 #include "kar/unique_fd.h"
 
@@ -116,6 +117,41 @@ std::string ArchiveInput::error_text() const {
   return text ? text : "unknown archive error";
 }
 
+void ArchiveInput::find_special_entries() {
+  InputSource& source = *source_;
+  uint64_t size = 0;
+  ReadAt read_at;
+  if (source.stream) {
+    size = static_cast<uint64_t>(source.end - source.base);
+    read_at = [&source](uint64_t offset, char* into, std::size_t n) {
+      std::istream& in = *source.stream;
+      in.clear();
+      return static_cast<bool>(in.seekg(source.base + static_cast<std::streamoff>(offset)) &&
+                               in.read(into, static_cast<std::streamsize>(n)));
+    };
+  } else {
+    struct stat st;
+    if (::fstat(source.fd.get(), &st) != 0) return;
+    size = static_cast<uint64_t>(st.st_size);
+    read_at = [&source](uint64_t offset, char* into, std::size_t n) {
+      while (n > 0) {
+        ssize_t got = ::pread(source.fd.get(), into, n, static_cast<off_t>(offset));
+        if (got < 0 && errno == EINTR) continue;
+        if (got <= 0) return false;
+        into += got, n -= static_cast<std::size_t>(got), offset += static_cast<uint64_t>(got);
+      }
+      return true;
+    };
+  }
+  visit_unix_types(read_at, size, [this](const std::string& name, uint32_t type) {
+    if (type != 0 && type != S_IFREG && type != S_IFDIR) special_entries_.push_back({name, type});
+  });
+  if (source.stream) {
+    source.stream->clear();
+    source.stream->seekg(source.base);
+  }
+}
+
 void ArchiveInput::accept_if_empty(int open_status) {
   if (open_status == ARCHIVE_OK) return;
   if (!is_empty_zip(*source_)) throw Error("", "not a readable KAR archive (" + error_text() + ")");
@@ -130,6 +166,7 @@ std::unique_ptr<ArchiveInput> ArchiveInput::open_file(const std::string& path) {
   if (::fstat(source->fd.get(), &st) != 0 || !S_ISREG(st.st_mode))
     throw Error("", "the archive is not a regular file");
   std::unique_ptr<ArchiveInput> input(new ArchiveInput(std::move(source)));
+  input->find_special_entries();
   input->accept_if_empty(archive_read_open_fd(input->archive_, input->source_->fd.get(), kBlockSize));
   return input;
 }
@@ -146,6 +183,7 @@ std::unique_ptr<ArchiveInput> ArchiveInput::open_stream(std::istream& in) {
   source->buffer.resize(kBlockSize);
 
   std::unique_ptr<ArchiveInput> input(new ArchiveInput(std::move(source)));
+  input->find_special_entries();
   archive* a = input->archive_;
   InputSource* data = input->source_.get();
   archive_read_set_callback_data(a, data);

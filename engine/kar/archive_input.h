@@ -3,8 +3,10 @@
 #pragma once
 
 #include <iosfwd>
+#include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "korel/export.h"
 
@@ -31,14 +33,26 @@ class KOREL_EXPORT ArchiveInput {
   // The text of the reader's last error.
   std::string error_text() const;
 
+  // Entries whose Unix type, as the central directory records it, is neither a regular
+  // file nor a directory: the reader reports some of them as plain files.
+  struct SpecialEntry {
+    std::string name;
+    uint32_t type;  // S_IFMT bits
+  };
+  const std::vector<SpecialEntry>& special_entries() const { return special_entries_; }
+
  private:
   explicit ArchiveInput(std::unique_ptr<InputSource> source);
   // Accepts what the reader refused when it is a ZIP archive with no entries at all.
   void accept_if_empty(int open_status);
+  // Reads the central directory's Unix types; before the reader starts, as it moves the
+  // stream.
+  void find_special_entries();
 
   std::unique_ptr<InputSource> source_;
   archive* archive_;
   bool empty_ = false;
+  std::vector<SpecialEntry> special_entries_;
 };
 
 }  // namespace kar

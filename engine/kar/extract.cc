@@ -53,6 +53,11 @@ class Extraction {
       : input_(input), target_(target), options_(options) {}
 
   uint64_t run() {
+    // Refused before anything is written.
+    if (!input_.special_entries().empty()) {
+      const auto& special = input_.special_entries().front();
+      throw Error(special.name, refused_type(special.type));
+    }
     uint64_t entries = 0;
     while (archive_entry* entry = input_.next_entry()) {
       const char* raw = archive_entry_pathname(entry);

@@ -56,6 +56,7 @@ bench: deps
 	$(BUILD)/bench/bench_kx
 	$(BUILD)/bench/bench_engine
 	$(BUILD)/bench/bench_calls
+	$(BUILD)/bench/bench_cache
 	$(BUILD)/bench/bench_kar
 
 clean:

@@ -13,13 +13,13 @@
 
 #include "kar/central_directory.h"
 #include "kar/error.h"
-#include "kar/unique_fd.h"
+#include "ut/unique_fd.h"
 
 namespace kar {
 
 // What libarchive reads from: a regular file, or the window [base, end) of a stream.
 struct InputSource {
-  UniqueFd fd;
+  ut::UniqueFd fd;
   std::istream* stream = nullptr;
   std::streamoff base = 0;
   std::streamoff end = 0;

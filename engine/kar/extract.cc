@@ -97,7 +97,7 @@ class Extraction {
       uint64_t declared = static_cast<uint64_t>(archive_entry_size(entry));
       if (declared > options_.max_total_bytes - total_bytes_) throw over_limit();
     }
-    UniqueFd file = target_.create_file(elements, permissions(entry, false));
+    ut::UniqueFd file = target_.create_file(elements, permissions(entry, false));
     const void* block = nullptr;
     size_t size = 0;
     la_int64_t offset = 0;

@@ -37,11 +37,11 @@ int ExtractionTarget::directory_of(const std::vector<std::string>& elements, std
   // Entries come grouped by directory, so one cached descriptor saves most walks.
   if (cached_fd_ && key == cached_key_) return cached_fd_.get();
 
-  UniqueFd current;
+  ut::UniqueFd current;
   for (std::size_t i = 0; i < count; ++i) {
     int parent = current ? current.get() : root_.get();
     const char* name = elements[i].c_str();
-    UniqueFd next(::openat(parent, name, kDirectoryFlags));
+    ut::UniqueFd next(::openat(parent, name, kDirectoryFlags));
     if (!next && errno == ENOENT && create) {
       if (::mkdirat(parent, name, 0755) == 0)
         created_.push_back({{elements.begin(), elements.begin() + i + 1}, true});
@@ -78,12 +78,12 @@ void ExtractionTarget::make_directory(const std::vector<std::string>& elements, 
   throw Error("", with_errno("cannot create the directory", error));
 }
 
-UniqueFd ExtractionTarget::create_file(const std::vector<std::string>& elements, mode_t mode) {
+ut::UniqueFd ExtractionTarget::create_file(const std::vector<std::string>& elements, mode_t mode) {
   if (elements.empty()) throw Error("", "a file entry cannot name the target itself");
   int parent = directory_of(elements, elements.size() - 1, true);
   const char* name = elements.back().c_str();
   constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-  UniqueFd file(::openat(parent, name, kFlags, mode));
+  ut::UniqueFd file(::openat(parent, name, kFlags, mode));
   if (!file && errno == EEXIST) {
     // Replace rather than truncate: an existing name may be a link, or share its inode
     // with a file outside the target.
@@ -102,7 +102,7 @@ void ExtractionTarget::remove_created() noexcept {
   cached_key_.clear();
   for (auto it = created_.rbegin(); it != created_.rend(); ++it) {
     // Reached again without following links, like everything else here.
-    UniqueFd parent;
+    ut::UniqueFd parent;
     int dir = root_.get();
     for (std::size_t i = 0; i + 1 < it->elements.size(); ++i) {
       parent.reset(::openat(dir, it->elements[i].c_str(), kDirectoryFlags));

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "kar/unique_fd.h"
+#include "ut/unique_fd.h"
 
 namespace kar {
 
@@ -24,7 +24,7 @@ class ExtractionTarget {
   // Creates the directory (and missing parents); an existing directory is accepted.
   void make_directory(const std::vector<std::string>& elements, mode_t mode);
   // Creates the file for writing, replacing an existing file (never writing through it).
-  UniqueFd create_file(const std::vector<std::string>& elements, mode_t mode);
+  ut::UniqueFd create_file(const std::vector<std::string>& elements, mode_t mode);
   // The extraction succeeded: what it created stays.
   void keep() { keep_ = true; }
 
@@ -33,9 +33,9 @@ class ExtractionTarget {
   int directory_of(const std::vector<std::string>& elements, std::size_t count, bool create);
   void remove_created() noexcept;
 
-  UniqueFd root_;
+  ut::UniqueFd root_;
   std::string cached_key_;
-  UniqueFd cached_fd_;
+  ut::UniqueFd cached_fd_;
   struct Created {
     std::vector<std::string> elements;
     bool directory;

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "kar/error.h"
-#include "kar/unique_fd.h"
+#include "ut/unique_fd.h"
 
 namespace kar {
 
@@ -77,7 +77,7 @@ class TemporaryFile {
 
  private:
   std::string name_;
-  UniqueFd fd_;
+  ut::UniqueFd fd_;
 };
 
 void check(archive* a, int status, const std::string& entry) {
@@ -88,7 +88,7 @@ void check(archive* a, int status, const std::string& entry) {
 }
 
 void write_entry(archive* a, const SourceEntry& source, std::vector<char>& buffer) {
-  UniqueFd file;
+  ut::UniqueFd file;
   struct stat st;
   if (source.directory) {
     if (::stat(source.path.c_str(), &st) != 0) throw Error(source.name, with_errno("cannot stat", errno));

@@ -5,9 +5,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <signal.h>
+
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <thread>
 #include <stdexcept>
 
 #ifdef __SANITIZE_ADDRESS__
@@ -56,6 +62,23 @@ void drain(int out_fd, int err_fd, ProcessResult& result) {
   }
 }
 
+// In a forked child: changes the environment and becomes the program; returns only
+// when that failed, with the shell's code for it.
+int exec_program(const std::vector<std::string>& argv, const Environment& env) {
+  for (const auto& [name, value] : env) {
+    if (value)
+      setenv(name.c_str(), value->c_str(), 1);
+    else
+      unsetenv(name.c_str());
+  }
+  std::vector<char*> args;
+  for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+  args.push_back(nullptr);
+  execv(args[0], args.data());
+  std::perror(args[0]);
+  return 127;
+}
+
 int exit_code_of(pid_t pid) {
   int status = 0;
   while (waitpid(pid, &status, 0) < 0) {
@@ -93,22 +116,62 @@ ProcessResult run_in_child(const std::function<int()>& body) {
   return result;
 }
 
-ProcessResult run_program(const std::vector<std::string>& argv,
-                          const std::map<std::string, std::optional<std::string>>& env) {
-  return run_in_child([&] {
-    for (const auto& [name, value] : env) {
-      if (value)
-        setenv(name.c_str(), value->c_str(), 1);
-      else
-        unsetenv(name.c_str());
-    }
-    std::vector<char*> args;
-    for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
-    args.push_back(nullptr);
-    execv(args[0], args.data());
-    std::perror(args[0]);
-    return 127;
-  });
+ProcessResult run_program(const std::vector<std::string>& argv, const Environment& env) {
+  return run_in_child([&] { return exec_program(argv, env); });
+}
+
+BackgroundProcess::BackgroundProcess(const std::vector<std::string>& argv, const Environment& env,
+                                     std::string out_path, std::string err_path)
+    : out_path_(std::move(out_path)), err_path_(std::move(err_path)) {
+  std::fflush(nullptr);
+  pid_t pid = fork();
+  if (pid < 0) throw std::runtime_error("fork failed");
+  if (pid == 0) {
+    int out = open(out_path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    int err = open(err_path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    if (out < 0 || err < 0) _exit(126);
+    dup2(out, STDOUT_FILENO);
+    dup2(err, STDERR_FILENO);
+    _exit(exec_program(argv, env));
+  }
+  pid_ = pid;
+}
+
+BackgroundProcess::~BackgroundProcess() {
+  if (pid_ < 0) return;
+  ::kill(pid_, SIGKILL);
+  exit_code_of(pid_);
+}
+
+void BackgroundProcess::kill(int signal) {
+  if (pid_ >= 0) ::kill(pid_, signal);
+}
+
+ProcessResult BackgroundProcess::wait() {
+  ProcessResult result;
+  if (pid_ >= 0) {
+    result.exit_code = exit_code_of(pid_);
+    pid_ = -1;
+  }
+  result.out = read_file(out_path_);
+  result.err = read_file(err_path_);
+  return result;
+}
+
+bool wait_until(const std::function<bool()>& condition, double seconds) {
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
+
+std::string read_file(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream bytes;
+  bytes << in.rdbuf();
+  return bytes.str();
 }
 
 std::string binary_dir() {

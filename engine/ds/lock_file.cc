@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "ds/errors.h"
+#include "ut/unique_fd.h"
 
 namespace {
 
@@ -30,15 +31,6 @@ std::string errorText(int error) {
   char buffer[256] = {};
   return describe(strerror_r(error, buffer, sizeof buffer), buffer);
 }
-
-// Closes a descriptor unless it is handed over.
-struct FdGuard {
-  int fd;
-  ~FdGuard() {
-    if (fd >= 0) ::close(fd);
-  }
-  int release() { return std::exchange(fd, -1); }
-};
 
 bool isBusy(int error) { return error == EAGAIN || error == EACCES; }
 
@@ -120,7 +112,7 @@ int openLockFile(const std::string& path, dsLockMode mode) {
     } while (fd < 0 && errno == EINTR);
   }
   if (fd < 0) throw dsLockError("Cannot open lock file '" + path + "': " + errorText(errno));
-  FdGuard guard{fd};
+  ut::UniqueFd guard(fd);
   struct stat st;
   if (::fstat(fd, &st) != 0)
     throw dsLockError("Cannot examine lock file '" + path + "': " + errorText(errno));
@@ -149,14 +141,14 @@ bool dsLockFile::lock(dsLockMode mode, uint64_t timeout, Tenbrook::System::TimeU
   std::string path =
       real->substr(0, slash) + "/." + real->substr(slash + 1) + "." + file_name_;
 
-  FdGuard guard{openLockFile(path, mode)};
+  ut::UniqueFd guard(openLockFile(path, mode));
   short type = mode == dsLockMode::exclusive ? F_WRLCK : F_RDLCK;
   std::optional<std::chrono::nanoseconds> wait = unit.duration(timeout);
   if (!wait) {
-    waitSetLock(guard.fd, type, path);
+    waitSetLock(guard.get(), type, path);
   } else if (wait->count() <= 0) {
-    if (!trySetLock(guard.fd, type, path)) return false;
-  } else if (!pollSetLock(guard.fd, type, path, deadlineAfter(*wait))) {
+    if (!trySetLock(guard.get(), type, path)) return false;
+  } else if (!pollSetLock(guard.get(), type, path, deadlineAfter(*wait))) {
     return false;
   }
   path_ = std::move(path);

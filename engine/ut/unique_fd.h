@@ -24,6 +24,8 @@ class UniqueFd {
     if (fd_ >= 0) ::close(fd_);
     fd_ = fd;
   }
+  // Hands the descriptor over; this object owns nothing afterwards.
+  int release() { return std::exchange(fd_, -1); }
   // Closes now, so that a failure of close (a delayed write error) can be reported.
   int close() { return ::close(std::exchange(fd_, -1)); }
 

@@ -4,7 +4,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 #include "kar/kar.h"
 #include "kar/writer.h"
@@ -13,6 +12,7 @@
 #include "support/subprocess.h"
 
 using korel::test::Captured;
+using korel::test::read_file;
 using korel::test::TempDir;
 
 namespace {
@@ -31,12 +31,6 @@ std::string make_archive(const std::string& dir) {
   std::ofstream(dir + "/tree/key/sub/data") << std::string(1000, 'd');
   kar::write_archive(dir + "/tree", dir + "/c.kar");
   return dir + "/c.kar";
-}
-
-std::string file_bytes(const std::string& path) {
-  std::ostringstream bytes;
-  bytes << std::ifstream(path, std::ios::binary).rdbuf();
-  return bytes.str();
 }
 
 }  // namespace
@@ -88,7 +82,7 @@ TEST(KarExtractors, FileExtractorUsesTheCurrentRuntimesPrintHandler) {
 
 TEST(KarExtractors, StreamExtractorReadsCallerBytesSilently) {
   TempDir dir;
-  const std::string bytes = file_bytes(make_archive(dir.path()));
+  const std::string bytes = read_file(make_archive(dir.path()));
   kclSetInternalErrorHandler(Captured::internal);
 
   kclInputStream* stream = kclGetStreamFromArraySrc(bytes.data(), static_cast<int>(bytes.size()));

@@ -302,6 +302,63 @@ KCLKRT_API int error_info_get_stack_trace(error_info* info, const char*** trace)
 KCLKRT_API int ref_count_obj_addref(ref_count_obj* obj);
 KCLKRT_API int ref_count_obj_release(ref_count_obj* obj);
 
+/* ---- Java bridge and platform -------------------------------------------------- */
+
+/* There is no Java virtual machine in this runtime; these calls give a host's Java side
+ * somewhere to go. */
+
+/* Records the host's stand-alone class loader (an opaque Java reference) with the
+ * engine; null clears it. Returns true. */
+KCLKRT_API bool kclSetStandaloneClassLoader(void* class_loader);
+
+/* What Java's System.out and System.err write through: the current instance's print
+ * (error) handler, else the process default, else standard output (standard error).
+ * A null text counts as empty. Return what the handler returned, or the count
+ * written; -1 when writing failed. */
+KCLKRT_API int kclJavaSystemOutPrint(const char* text);
+KCLKRT_API int kclJavaSystemErrPrint(const char* text);
+/* kclJavaSystemErrPrint for the error stream, else kclJavaSystemOutPrint. */
+KCLKRT_API kclOutputHandlerFcn kclGetJavaSystemPrintHandler(bool error_stream);
+
+/* Array to Java object reference and back. Without a Java virtual machine there is
+ * nothing to convert to: both return null and leave the reason as the calling thread's
+ * last error (kclcppGetLastError). */
+KCLKRT_API void* kclArrayToJavaObject(const kxArray* array);
+KCLKRT_API kxArray* kclJavaObjectToArray(void* object);
+
+/* A GUID, in its fields' order. */
+typedef struct kclGUID {
+  uint32_t data1;
+  uint16_t data2;
+  uint16_t data3;
+  uint8_t data4[8];
+} kclGUID;
+
+/* Writes "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}" (upper-case hex) into `buffer`, which
+ * needs room for 39 bytes with the terminator. False, writing nothing, otherwise. */
+KCLKRT_API bool kclGUIDToString(const kclGUID* guid, char* buffer, int length);
+/* Reads that form, braces optional, hex digits in either case. False for anything else,
+ * leaving *guid untouched. */
+KCLKRT_API bool kclStringToGUID(const char* text, kclGUID* guid);
+/* A random (version 4) GUID from the kernel's generator. False when none can be had. */
+KCLKRT_API bool kclCreateGUID(kclGUID* guid);
+
+/* Server and component registration. There is no system registry on Linux: these do
+ * nothing and return 0 (success). */
+KCLKRT_API long kclRegisterServer(const char* module_path, const kclGUID* class_id,
+                                  const char* friendly_name,
+                                  const char* version_independent_prog_id, const char* prog_id,
+                                  const char* threading_model);
+KCLKRT_API long kclUnregisterServer(const kclGUID* class_id,
+                                    const char* version_independent_prog_id, const char* prog_id);
+KCLKRT_API long kclRegisterKorelCOMComponent(const char* module_path, const kclGUID* class_id,
+                                             const kclGUID* type_library_id, unsigned major,
+                                             unsigned minor, const char* friendly_name,
+                                             const char* prog_id);
+KCLKRT_API long kclUnregisterKorelCOMComponent(const kclGUID* class_id,
+                                               const kclGUID* type_library_id, unsigned major,
+                                               unsigned minor, const char* prog_id);
+
 /* ---- Path macros --------------------------------------------------------------- */
 
 /* The runtime's table of path roots ($KRTROOT, $RUNTIMELIBDIR, ...). Names include the

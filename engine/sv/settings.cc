@@ -62,6 +62,8 @@ bool svIsStandaloneMode() { return true; }
 
 bool svJavaUseJVM() { return false; }
 
+bool svIsJavaEnabled() { return true; }
+
 std::string svGetDefaultPrefDirPrefix() {
   const char* env = std::getenv("HOME");
   std::string home = env && *env ? env : passwordDatabaseHome();

@@ -22,6 +22,9 @@ KOREL_EXPORT bool svIsStandaloneMode();
 
 // False: this engine has no Java virtual machine.
 KOREL_EXPORT bool svJavaUseJVM();
+// True: the engine's Java layer keeps each instance's dynamic Java class path
+// (javaaddpath, javaclasspath), virtual machine or not.
+KOREL_EXPORT bool svIsJavaEnabled();
 
 // The user's default preference-directory prefix: $HOME/.korel, with the home directory
 // taken from the password database when HOME is unset or empty. Empty when neither

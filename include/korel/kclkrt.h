@@ -239,6 +239,52 @@ KCLKRT_API kclInputStream* kclGetStreamFromArraySrc(const char* data, int size);
 /* Destroys a stream; null is ignored. */
 KCLKRT_API void kclDestroyStream(kclInputStream* stream);
 
+/* ---- Component instances ------------------------------------------------------- */
+
+/* Where a component's module comes from, which decides where its archive is looked for
+ * when the component data names no directory. */
+#define KCL_TARGET_STANDALONE 0     /* an executable on PATH */
+#define KCL_TARGET_SHARED_LIBRARY 1 /* <name>.so loaded in the process */
+#define KCL_TARGET_KAR_ON_PATH 4    /* <name>.kar on PATH or LD_LIBRARY_PATH */
+
+/* Starts one runtime instance for a component. Each returns nonzero on success with
+ * *instance set; on failure *instance is null and the reason has been printed through
+ * the handlers (null handlers: the library's defaults). `replace_path` makes the
+ * component's path replace the default path; `reserved` is unused. The application is
+ * started first when the host has not started it.
+ *   kclInitializeComponentInstance: <name>.kar in the component directory, extracted
+ *     into <name>_krt beside it under a cross-process lock.
+ *   kclInitializeComponentInstanceEx: as `options` say (the component cache, or the
+ *     options' extractor and directory).
+ *   kclInitializeComponentInstanceWithKarFile: options made from the archive file, as
+ *     kclCreateComponentOptionsWithKarFile does.
+ *   kclInitializeComponentInstanceWithEmbeddedKAR: the last `archive_size` bytes of
+ *     the module file that holds `address_in_module`, through the component cache. */
+KCLKRT_API unsigned kclInitializeComponentInstance(krtInstance** instance, kclComponentData* data,
+                                                   bool replace_path, unsigned reserved,
+                                                   int target_type,
+                                                   kclOutputHandlerFcn error_handler,
+                                                   kclOutputHandlerFcn print_handler);
+KCLKRT_API unsigned kclInitializeComponentInstanceEx(krtInstance** instance, kclComponentData* data,
+                                                     kclComponentOptions* options,
+                                                     bool replace_path, unsigned reserved,
+                                                     int target_type,
+                                                     kclOutputHandlerFcn error_handler,
+                                                     kclOutputHandlerFcn print_handler);
+KCLKRT_API unsigned kclInitializeComponentInstanceWithKarFile(
+    krtInstance** instance, kclComponentData* data, bool replace_path, unsigned reserved,
+    int target_type, kclOutputHandlerFcn error_handler, kclOutputHandlerFcn print_handler,
+    bool use_cache, bool no_extraction, const char* extraction_directory, const char* kar_file);
+KCLKRT_API unsigned kclInitializeComponentInstanceWithEmbeddedKAR(
+    krtInstance** instance, kclComponentData* data, bool replace_path, unsigned reserved,
+    int target_type, kclOutputHandlerFcn error_handler, kclOutputHandlerFcn print_handler,
+    int archive_size, const void* address_in_module);
+
+/* Ends a component instance and sets *instance to null. Ending the last one first
+ * reports figures still open and classes still in use. Returns 0 only for a null
+ * `instance`; a null *instance is nothing to end (1). */
+KCLKRT_API unsigned kclTerminateInstance(krtInstance** instance);
+
 /* ---- Messages ------------------------------------------------------------------ */
 
 /* Formats catalogued message `code` (0x3C0001 to 0x3C0063) with its placeholder values,

@@ -78,6 +78,10 @@ InstanceUserData* instance_attachments(const krtInstance* instance) {
   return &(*store)[reinterpret_cast<std::uintptr_t>(instance)];
 }
 
+void drop_instance_attachments(std::uintptr_t instance) {
+  if (UserDataStore* store = user_data_store()) store->erase(instance);
+}
+
 }  // namespace kcl
 
 kxArray* kclGetKRTUserData(int id, const char* key) {

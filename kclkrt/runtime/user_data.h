@@ -17,4 +17,8 @@ krtInstance* find_instance(int id);
 // engine's mutex.
 InstanceUserData* instance_attachments(const krtInstance* instance);
 
+// Drops every attachment of the instance whose handle had the value `instance`, which
+// may already be gone. Callers hold the engine's mutex.
+void drop_instance_attachments(std::uintptr_t instance);
+
 }  // namespace kcl

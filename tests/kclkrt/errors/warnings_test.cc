@@ -53,6 +53,7 @@ TEST(Warnings, StatusItemsAreAppliedInOrderAndBadOnesReported) {
 TEST(ErrorOutput, GoesToTheHandlerOrStraightToStandardError) {
   // The child leaves with _exit, which flushes nothing: only text already flushed arrives.
   auto r = korel::test::run_in_child([] {
+    captured.clear();  // earlier tests in this process may have left text
     kcl::internal_error_output("first\n");
     kcl::internal_error_output(nullptr);
     kclSetInternalErrorHandler(&capture);

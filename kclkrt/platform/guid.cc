@@ -33,33 +33,28 @@ bool read_hex(const char* text, int at, int digits, T& value) {
   return true;
 }
 
+// Reads with `source` until `length` bytes are in `out` or it stops giving; returns
+// how many arrived. Interrupted reads are retried.
+template <typename Source>
+std::size_t fill(unsigned char* out, std::size_t length, std::size_t got, Source source) {
+  while (got < length) {
+    ssize_t n = source(out + got, length - got);
+    if (n > 0)
+      got += static_cast<std::size_t>(n);
+    else if (!(n < 0 && errno == EINTR))
+      break;
+  }
+  return got;
+}
+
 // All of `length` bytes from the kernel's generator; /dev/urandom where getrandom is
 // missing or refuses.
 bool random_bytes(unsigned char* out, std::size_t length) {
-  std::size_t got = 0;
-  while (got < length) {
-    ssize_t n = getrandom(out + got, length - got, 0);
-    if (n > 0) {
-      got += static_cast<std::size_t>(n);
-    } else if (n < 0 && errno == EINTR) {
-      continue;
-    } else {
-      break;
-    }
-  }
+  std::size_t got = fill(out, length, 0, [](unsigned char* p, std::size_t n) { return getrandom(p, n, 0); });
   if (got == length) return true;
   int fd = ::open("/dev/urandom", O_RDONLY | O_CLOEXEC);
   if (fd < 0) return false;
-  while (got < length) {
-    ssize_t n = ::read(fd, out + got, length - got);
-    if (n > 0) {
-      got += static_cast<std::size_t>(n);
-    } else if (n < 0 && errno == EINTR) {
-      continue;
-    } else {
-      break;
-    }
-  }
+  got = fill(out, length, got, [fd](unsigned char* p, std::size_t n) { return ::read(fd, p, n); });
   ::close(fd);
   return got == length;
 }

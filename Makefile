@@ -58,6 +58,7 @@ bench: deps
 	$(BUILD)/bench/bench_calls
 	$(BUILD)/bench/bench_cache
 	$(BUILD)/bench/bench_kar
+	$(BUILD)/bench/bench_component
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD) $(FUZZ_BUILD)

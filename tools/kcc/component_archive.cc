@@ -1,26 +1,15 @@
 #include "component_archive.h"
 
 #include <filesystem>
-#include <fstream>
 
 #include "error.h"
+#include "file_output.h"
 #include "kar/error.h"
 #include "kar/writer.h"
 
 namespace kcc {
 
-namespace {
-
 namespace fs = std::filesystem;
-
-void write_file(const std::string& path, const std::string& contents) {
-  std::ofstream out(path, std::ios::binary);
-  out << contents;
-  out.close();
-  if (!out) throw Error("cannot write " + path);
-}
-
-}  // namespace
 
 void write_component_archive(const std::vector<FunctionSource>& sources, const std::string& key,
                              const Toolchain& toolchain, const std::string& tree,

@@ -5,19 +5,13 @@
 #include <fstream>
 
 #include "error.h"
+#include "file_output.h"
 
 namespace kcc {
 
 namespace {
 
 namespace fs = std::filesystem;
-
-void write_file(const std::string& path, const std::string& contents) {
-  std::ofstream out(path, std::ios::binary);
-  out << contents;
-  out.close();
-  if (!out) throw Error("cannot write " + path);
-}
 
 void append_file(const std::string& path, const std::string& tail) {
   std::ifstream in(tail, std::ios::binary);

@@ -303,6 +303,10 @@ TEST(ComponentInstance, LastTerminationReportsOpenFigures) {
       CHILD_EXPECT(kclFeval(k, "figure", 1, &out, 0, nullptr), 4);
       kxDestroyArray(out);
     }
+    // A live object of a user's class is reported; one of the runtime's own is not.
+    const kxSize one[] = {1, 1};
+    kxArray* shape = kxCreateObjectArray("Shape", 2, one, 0, nullptr);
+    kxArray* own = kxCreateObjectArray("korel.Internal", 2, one, 0, nullptr);
     Captured::take_printed();
     Captured::take_internal();
     CHILD_EXPECT(kclTerminateInstance(&first) == 1 && Captured::take_printed().empty(), 5);
@@ -311,6 +315,10 @@ TEST(ComponentInstance, LastTerminationReportsOpenFigures) {
     CHILD_EXPECT(said.find("Warning: 1 visible figure(s) exist at KRT termination.\n") == 0, 7);
     CHILD_EXPECT(said.find("If your application has terminated unexpectedly") != std::string::npos, 8);
     CHILD_EXPECT(said.find("invisible") == std::string::npos, 9);
+    CHILD_EXPECT(said.find("Warning: Class\n    'Shape'\nin use at KRT termination.\n") != std::string::npos, 13);
+    CHILD_EXPECT(said.find("korel.Internal") == std::string::npos, 14);
+    kxDestroyArray(shape);
+    kxDestroyArray(own);
 
     // Nothing to end, and no handle at all.
     CHILD_EXPECT(kclTerminateInstance(&second) == 1 && Captured::take_internal().empty(), 10);

@@ -2,12 +2,14 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 #include "ds/directory.h"
 #include "ds/module_path.h"
 #include "kclkrt/component/component_data.h"
 #include "kclkrt/errors/error_output.h"
 #include "kclkrt/errors/message_catalog.h"
+#include "kclkrt/paths/path_limits.h"
 #include "korel/kclkrt.h"
 
 namespace kcl {
@@ -15,13 +17,6 @@ namespace {
 
 // Names and environment values longer than this are not searched.
 constexpr std::size_t kSearchBufferSize = 8192;
-constexpr std::size_t kModulePathBufferSize = 4353;
-
-std::string directory_of(const std::string& path) {
-  std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
-}
 
 std::string search_both(const char* first, const char* second, const std::string& file_name) {
   std::string found = search_environment_path(first, file_name);
@@ -73,9 +68,9 @@ std::string find_component_directory(const kclComponentData& data, int target_ty
     if (target_type == 0) {
       found = search_environment_path("PATH", name);
     } else if (target_type == 1) {
-      char module[kModulePathBufferSize];
+      char module[kMaxPathLength];
       if (dsGetLoadedModuleFullPath(module, sizeof module, name.c_str(), (name + "Initialize").c_str()))
-        found = directory_of(module);
+        found = std::filesystem::path(module).parent_path().string();
       else
         found = search_both("LD_LIBRARY_PATH", "PATH", archive);
     } else {

@@ -11,6 +11,7 @@
 #include "kclkrt/errors/error_output.h"
 #include "kclkrt/errors/message_catalog.h"
 #include "kclkrt/errors/warnings.h"
+#include "kclkrt/paths/path_limits.h"
 #include "kclkrt/paths/path_macros.h"
 #include "kclkrt/platform/owned_array.h"
 #include "kclkrt/runtime/application.h"
@@ -20,7 +21,6 @@
 namespace kcl {
 namespace {
 
-constexpr std::size_t kModulePathBufferSize = 4353;
 constexpr const char* kJarWarning = "Korel:javaclasspath:jarAlreadySpecified";
 constexpr const char* kStartupText =
     "if (exist('startup','file') == 2) ||...\n   (exist('startup','file') == 6)\n  startup\nend\n";
@@ -61,7 +61,7 @@ bool build_path(const kclComponentData& data, const std::string& extraction, std
 }
 
 std::string java_location() {
-  char module[kModulePathBufferSize];
+  char module[kMaxPathLength];
   for (const char* name : {"jvm", "java"}) {
     if (dsGetLoadedModuleFullPath(module, sizeof module, name, nullptr)) return module;
   }

@@ -22,6 +22,7 @@
 #include "kclkrt/errors/error_output.h"
 #include "kclkrt/errors/message_catalog.h"
 #include "kclkrt/errors/warnings.h"
+#include "kclkrt/paths/path_limits.h"
 #include "kclkrt/runtime/application.h"
 #include "kclkrt/runtime/user_data.h"
 #include "korel/kclkrt.h"
@@ -30,7 +31,6 @@
 namespace kcl {
 namespace {
 
-constexpr std::size_t kModulePathBufferSize = 4353;
 constexpr const char* kCacheReferenceKey = "KRTComponentCacheReference";
 
 using Lock = std::lock_guard<std::recursive_mutex>;
@@ -229,7 +229,7 @@ unsigned kclInitializeComponentInstanceWithEmbeddedKAR(krtInstance** instance, k
   if (!instance) return 0;
   *instance = nullptr;
   return kcl::guarded_call(0u, [&]() -> unsigned {
-    char module[kcl::kModulePathBufferSize];
+    char module[kcl::kMaxPathLength];
     if (!dsGetCurrentModulePath(module, sizeof module, address_in_module)) return 0;
     std::ifstream in(module, std::ios::binary);
     in.seekg(0, std::ios::end);

@@ -4,7 +4,6 @@
 #include "kar/kar.h"
 #include "kclkrt/errors/message_catalog.h"
 #include "kclkrt/errors/warnings.h"
-#include "krt/instance.h"
 
 namespace kcl {
 
@@ -27,8 +26,7 @@ bool kclKarStreamExtractor::extract(uint64_t& total_bytes, const std::string& ta
 }
 
 bool kclKarFileExtractor::extract(uint64_t& total_bytes, const std::string& target) {
-  krtInstance* current = krtInstance::GetKRT();
-  kcl::TextHandler handler = current ? current->GetPrintHandler() : nullptr;
+  kcl::TextHandler handler = kcl::current_print_handler();
   constexpr const char* kProgress = "KRT:Extract";
   kcl::print_warning_message(handler, kProgress, kcl::KCLKRT_COMPONENT_ROOT_DOESNT_EXIST);
   if (karrtExtractKar(path_.c_str(), target.c_str())) {

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <vector>
@@ -22,7 +23,6 @@
 #include "kclkrt/errors/warnings.h"
 #include "kclkrt/paths/tree_remove.h"
 #include "korel/kclkrt.h"
-#include "krt/instance.h"
 
 namespace kcl {
 namespace {
@@ -32,12 +32,6 @@ using Tenbrook::System::TimeUnit;
 constexpr const char* kExtractWarning = "KRT:Extract";
 // Names longer than this also have their entries cleared under this many characters.
 constexpr std::size_t kShortNameLength = 12;
-
-// Progress goes to the current runtime's print handler, else the default error printer.
-TextHandler progress_handler() {
-  krtInstance* current = krtInstance::GetKRT();
-  return current ? current->GetPrintHandler() : nullptr;
-}
 
 std::vector<std::string> path_elements(const std::string& path) {
   std::vector<std::string> elements;
@@ -52,17 +46,6 @@ std::vector<std::string> path_elements(const std::string& path) {
   }
   if (!element.empty()) elements.push_back(element);
   return elements;
-}
-
-std::string parent_of(const std::string& path) {
-  std::size_t slash = path.find_last_of('/');
-  if (slash == std::string::npos) return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-std::string base_of(const std::string& path) {
-  std::size_t slash = path.find_last_of('/');
-  return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
 // True when `directory` exists and holds at least one entry: the directory the lock
@@ -138,9 +121,10 @@ class ExtractionLock {
 // Extracts beside the target and renames the result into place, so that no process,
 // locked or not, ever sees a half-extracted directory as an extraction.
 bool extract_into_place(const LocalExtraction& job) {
-  const std::string parent = parent_of(job.directory);
+  const std::filesystem::path target(job.directory);
+  const std::string parent = target.has_parent_path() ? target.parent_path().string() : ".";
   if (!dsIsDirectory(parent.c_str()) && karMakeDir(parent.c_str()) != 1) return false;
-  std::string staging = parent + "/." + base_of(job.directory) + ".extract-XXXXXX";
+  std::string staging = parent + "/." + target.filename().string() + ".extract-XXXXXX";
   if (::mkdtemp(staging.data()) == nullptr) {
     kclPrintErrorMsg(KCLKRT_COULD_NOT_CREATE_DIR, staging.c_str());
     return false;
@@ -189,7 +173,7 @@ bool extract_under_lock(const LocalExtraction& job) {
   // component installed where its user cannot write still works.
   if (up_to_date(job)) return true;
 
-  TextHandler handler = progress_handler();
+  TextHandler handler = current_print_handler();
   ExtractionLock lock(job, handler);
   const bool extraction_exists = holds_entries(job.directory);
   if (extraction_exists) {

@@ -7,6 +7,7 @@
 
 #include "kclkrt/errors/message_catalog.h"
 #include "korel/kclkrt.h"
+#include "krt/instance.h"
 #include "krt/mutex.h"
 #include "ut/warning.h"
 
@@ -68,6 +69,11 @@ void apply_warning_states(const char** items, int count) {
     else
       kclPrintErrorMsg(KCLKRT_INVALID_WARNING_STATE, id, item);
   }
+}
+
+TextHandler current_print_handler() {
+  krtInstance* current = krtInstance::GetKRT();
+  return current ? current->GetPrintHandler() : nullptr;
 }
 
 int print_warning_message(TextHandler handler, const char* id, uint32_t code, ...) {

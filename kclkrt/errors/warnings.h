@@ -11,6 +11,10 @@ using TextHandler = int (*)(const char* text);
 // item or an unknown state is reported with its catalogued message and skipped.
 void apply_warning_states(const char** items, int count);
 
+// The print handler of the calling thread's current runtime instance, or null (the
+// default error printer) when there is none or it has none.
+TextHandler current_print_handler();
+
 // Prints catalogued message `code` as a warning identified by `id`: nothing when `id` is
 // switched off; otherwise through `handler`, or through the default error printer when
 // `handler` is null. Returns the printed length, or 0 when nothing was printed.

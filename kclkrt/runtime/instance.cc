@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "kclkrt/errors/boundary.h"
+#include "kclkrt/paths/path_limits.h"
 #include "kclkrt/platform/owned_array.h"
 #include "kclkrt/runtime/version.h"
 #include "korel/kclkrt.h"
@@ -106,6 +107,6 @@ void kclWaitForFiguresToDie(krtInstance* instance) {
   });
 }
 
-int kclGetMaxPathLen(void) { return 4353; }
+int kclGetMaxPathLen(void) { return static_cast<int>(kcl::kMaxPathLength); }
 
 int kclGetKCCTargetType(bool shared_library) { return shared_library ? 1 : 0; }

@@ -160,6 +160,8 @@ kxArray* kxDuplicateArray(const kxArray* a) {
   return guarded([&] { return kx::publish(kx::duplicate(*a)); }, static_cast<kxArray*>(nullptr));
 }
 
+bool kxIsDataShared(const kxArray* a) { return a && a->data.use_count() > 1; }
+
 kxArray* kxCreateSharedDataCopy(const kxArray* a) {
   if (!a) return nullptr;
   return guarded(

@@ -161,6 +161,10 @@ KOREL_EXPORT kxArray* kxDuplicateArray(const kxArray* a);
  * other. The two have their own dimensions (see kxSetDimensions) and lifetimes; the data
  * lives until the last of them is destroyed. */
 KOREL_EXPORT kxArray* kxCreateSharedDataCopy(const kxArray* a);
+/* Whether another array shares `a`'s data (a shared data copy made of it, or it of
+ * another, still alive). A writer that wants nobody else to see its write duplicates a
+ * shared array first. */
+KOREL_EXPORT bool kxIsDataShared(const kxArray* a);
 
 /* ---- Class, shape, predicates ------------------------------------------------- */
 

@@ -85,7 +85,8 @@ array_ref* ArrayBuffer::to_cell(int offset, int length) {
     for (int i = 0; i < length; ++i) {
       array_ref* element = elements_[static_cast<std::size_t>(offset - 1 + i)];
       if (!element) continue;  // an empty slot is an empty place
-      kxArray* value = require_array(data_part(*element).native_access().take_or_share());
+      kxArray* value = unshared_container(
+          require_array(data_part(*element).native_access().take_or_share()));
       if (!kxSetCell(cell, static_cast<kxSize>(i), value)) {
         kxDestroyArray(value);
         throw MemoryException("Memory allocation error");

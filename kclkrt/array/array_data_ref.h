@@ -20,6 +20,10 @@ class array_data_ref {
   virtual void* imag_data() = 0;
   // The native array: lent when the object holds one, made for the caller otherwise.
   virtual ArrayAccess native_access() = 0;
+  // The native array about to be written: data shared with another array is first
+  // copied, so that nobody else sees the write. Raises for an object without an array
+  // of its own to write.
+  virtual kxArray* writable_native() = 0;
   // Puts `replacement` (taken over) where the native array was: the object now stands
   // for it. Views cannot.
   virtual void replace_native(kxArray* replacement) = 0;

@@ -51,7 +51,7 @@ int kclcppFeval(krtInstance* instance, const char* name, int nargout, array_buff
     std::unique_ptr<array_buffer, ReleaseObject> list(new ArrayBuffer(nargout));
     for (int i = 0; i < nargout; ++i) {
       // The object owns the result from here on, even if it cannot be made.
-      std::unique_ptr<array_ref, ReleaseObject> result(wrap_native(results.take(i)));
+      std::unique_ptr<array_ref, ReleaseObject> result(wrap_native(unshared_container(results.take(i))));
       if (list->add(result.get()) != 0) return -1;
     }
     *outputs = list.release();

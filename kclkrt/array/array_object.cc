@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "kclkrt/array/array_exceptions.h"
+#include "kclkrt/array/element_types.h"
 #include "kclkrt/array/native_result.h"
 
 namespace kcl {
@@ -40,6 +41,14 @@ kxArray* copy_struct_element(const kxArray* container, std::size_t position) {
 
 }  // namespace
 
+kxArray* unshared_container(kxArray* a) {
+  int cls = kxGetClassID(a);
+  bool container = cls == kxCELL_CLASS || cls == kxSTRUCT_CLASS || cls == kxOBJECT_CLASS;
+  if (!container || !kxIsDataShared(a)) return a;
+  ArrayAccess shared(a, true);
+  return require_array(kxDuplicateArray(a));
+}
+
 array_data_ref& data_part(array_ref& a) {
   auto* object = dynamic_cast<ArrayOperations*>(&a);
   if (!object) throw IllegalArgumentException("Invalid argument");
@@ -57,9 +66,15 @@ ArrayRef::~ArrayRef() { kxDestroyArray(native_); }
 int ArrayRef::class_id() { return kxGetClassID(native_); }
 std::size_t ArrayRef::element_count() { return accessible_elements(native_); }
 const void* ArrayRef::real_data() { return kxGetData(native_); }
-void* ArrayRef::writable_real_data() { return kxGetData(native_); }
+void* ArrayRef::writable_real_data() { return kxGetData(writable_native()); }
 void* ArrayRef::imag_data() { return kxGetImagData(native_); }
 ArrayAccess ArrayRef::native_access() { return ArrayAccess(native_, false); }
+
+kxArray* ArrayRef::writable_native() {
+  if (is_value_class(kxGetClassID(native_)) && kxIsDataShared(native_))
+    replace_native(require_array(kxDuplicateArray(native_)));
+  return native_;
+}
 
 void ArrayRef::replace_native(kxArray* replacement) {
   kxSetArrayScope(replacement, kxPERSISTENT_SCOPE);
@@ -78,7 +93,7 @@ void ArrayRef::assign(array_ref& source) {
 }
 
 void ArrayRef::make_native_complex() {
-  if (!kxMakeComplex(native_access().get()))
+  if (!kxMakeComplex(writable_native()))
     throw ComplexAccessException("Cannot access the imaginary part of a pure-real array");
 }
 
@@ -98,7 +113,19 @@ std::size_t CellRef::element_count() {
 }
 
 const void* CellRef::real_data() { return kxGetData(contained_element()); }
-void* CellRef::writable_real_data() { return kxGetData(contained_element()); }
+void* CellRef::writable_real_data() {
+  return contained_element() ? kxGetData(writable_native()) : nullptr;
+}
+
+kxArray* CellRef::writable_native() {
+  kxArray* element = contained_element();
+  if (!element) throw ArrayConvertException("Array conversion error");
+  if (is_value_class(kxGetClassID(element)) && kxIsDataShared(element)) {
+    replace_native(require_array(kxDuplicateArray(element)));
+    element = contained_element();
+  }
+  return element;
+}
 void* CellRef::imag_data() { return kxGetImagData(contained_element()); }
 
 ArrayAccess CellRef::native_access() {
@@ -124,7 +151,7 @@ void CellRef::assign(array_ref& source) {
   ArrayAccess from = data_part(source).native_access();
   int container_class = kxGetClassID(native_);
   if (container_class == kxCELL_CLASS || field_ >= 0) {
-    replace_native(require_array(from.take_or_share()));
+    replace_native(unshared_container(require_array(from.take_or_share())));
     return;
   }
   // A whole struct element takes the source's value of each of its fields.

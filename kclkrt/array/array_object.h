@@ -107,6 +107,7 @@ class ArrayRef : public ArrayOperations {
   void* writable_real_data() override;
   void* imag_data() override;
   ArrayAccess native_access() override;
+  kxArray* writable_native() override;
   void replace_native(kxArray* replacement) override;
 
  protected:
@@ -134,6 +135,7 @@ class CellRef final : public ArrayRef {
   void* writable_real_data() override;
   void* imag_data() override;
   ArrayAccess native_access() override;
+  kxArray* writable_native() override;
   void replace_native(kxArray* replacement) override;
 
  protected:
@@ -149,5 +151,10 @@ class CellRef final : public ArrayRef {
 
 // The data part of an array object of this library; `a` must be one.
 array_data_ref& data_part(array_ref& a);
+
+// `a` (taken over), or a duplicate of it when it is a cell, struct or object array
+// whose storage another array shares: elements are assigned in place, and an array
+// that shares the container would see them.
+kxArray* unshared_container(kxArray* a);
 
 }  // namespace kcl

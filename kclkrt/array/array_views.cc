@@ -76,6 +76,8 @@ ArrayAccess ScalarData::native_access() {
   return result;
 }
 
+kxArray* ScalarData::writable_native() { throw ArrayConvertException("Array conversion error"); }
+
 array_ref* ScalarData::make_shared_copy() {
   return new ScalarData(*parent_, real_only_, position_);
 }

@@ -27,6 +27,7 @@ class ArrayData : public ArrayOperations {
   void* writable_real_data() override { return parent_->writable_real_data(); }
   void* imag_data() override { return real_only_ ? nullptr : parent_->imag_data(); }
   ArrayAccess native_access() override { return parent_->native_access(); }
+  kxArray* writable_native() override { return parent_->writable_native(); }
   void replace_native(kxArray* replacement) override;
 
   // Neither locks nor captures: a failure here reaches the caller as an exception.
@@ -55,6 +56,8 @@ class ScalarData : public ArrayData {
   void* imag_data() override;
   // A new 1-by-1 array holding the element.
   ArrayAccess native_access() override;
+  // An element has no array of its own: writes go through the parent's blocks.
+  kxArray* writable_native() override;
 
  protected:
   array_ref* make_shared_copy() override;

@@ -18,8 +18,7 @@ SparsePlace find_sparse_place(const kxArray* a, std::size_t row, std::size_t col
 }
 
 std::size_t insert_sparse_place(array_data_ref& owner, std::size_t row, std::size_t column) {
-  ArrayAccess access = owner.native_access();
-  kxArray* a = access.get();
+  kxArray* a = owner.writable_native();
   std::size_t position = find_sparse_place(a, row, column).position;
   std::size_t n = kxGetN(a);
   std::size_t stored = kxGetJc(a)[n];

@@ -30,7 +30,7 @@ Value Value::share(const kxArray* a) {
   return checked(kxCreateSharedDataCopy(a));
 }
 
-bool storage_is_shared(const kxArray* a) noexcept { return a && a->data.use_count() > 1; }
+bool storage_is_shared(const kxArray* a) noexcept { return kxIsDataShared(a); }
 
 void Value::make_writable() {
   if (!storage_is_shared(array_)) return;

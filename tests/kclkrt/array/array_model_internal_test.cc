@@ -195,6 +195,25 @@ TEST(ArrayModel, CellAndStructElementsAreReadAndWrittenInPlace) {
   EXPECT_EQ(last_error(), "Cannot initialize type: struct with type: double");
 }
 
+TEST(ArrayModel, ArraysSharingDataAreWrittenApart) {
+  Ref c = cell(1, 1);
+  Ref v = counting_matrix(1, 2);
+  EXPECT_EQ(array_ref_set(Ref(array_ref_getV_int(c.get(), 1, 1)).get(), v.get()), 0);
+  const double nine = 9;
+  EXPECT_EQ(array_ref_set_numeric_kxDouble(v.get(), &nine, 1), 0);
+  Ref element(array_ref_getV_int(c.get(), 1, 1));
+  EXPECT_EQ(doubles(element.get()), (std::vector<double>{1, 2}));
+  EXPECT_EQ(array_ref_set(Ref(array_ref_getV_int(element.get(), 1, 2)).get(), scalar(4).get()), 0);
+  EXPECT_EQ(doubles(Ref(array_ref_getV_int(c.get(), 1, 1)).get()), (std::vector<double>{1, 4}));
+  EXPECT_EQ(doubles(v.get()), (std::vector<double>{9, 2}));
+
+  Ref copy(array_ref_shared_copy(v.get()));
+  EXPECT_EQ(array_ref_make_complex(copy.get()), 0);
+  EXPECT_EQ(array_ref_set_numeric_kxDouble(copy.get(), &nine, 1), 0);
+  EXPECT_FALSE(array_ref_is_complex(v.get()));
+  EXPECT_EQ(doubles(v.get()), (std::vector<double>{9, 2}));
+}
+
 TEST(ArrayModel, SparseElementsAndConstruction) {
   array_ref* a = nullptr;
   int rows[] = {1, 3}, cols[] = {2, 2};

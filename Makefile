@@ -69,6 +69,7 @@ bench: deps
 	$(BUILD)/bench/bench_cache
 	$(BUILD)/bench/bench_kar
 	$(BUILD)/bench/bench_component
+	$(BUILD)/bench/bench_array_api
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD) $(FUZZ_BUILD)

@@ -83,8 +83,10 @@ void ArrayRef::replace_native(kxArray* replacement) {
 }
 
 array_ref* ArrayRef::make_shared_copy() {
+  // Data is copied when first written; a container is copied now, since its elements
+  // are assigned in place.
   ArrayAccess element = native_access();
-  return new ArrayRef(require_array(element.take_or_share()));
+  return new ArrayRef(unshared_container(require_array(element.take_or_share())));
 }
 
 void ArrayRef::assign(array_ref& source) {

@@ -207,6 +207,10 @@ TEST(ArrayModel, ArraysSharingDataAreWrittenApart) {
   EXPECT_EQ(doubles(Ref(array_ref_getV_int(c.get(), 1, 1)).get()), (std::vector<double>{1, 4}));
   EXPECT_EQ(doubles(v.get()), (std::vector<double>{9, 2}));
 
+  Ref cells(array_ref_shared_copy(c.get()));
+  EXPECT_EQ(array_ref_set(Ref(array_ref_getV_int(cells.get(), 1, 1)).get(), scalar(0).get()), 0);
+  EXPECT_EQ(doubles(Ref(array_ref_getV_int(c.get(), 1, 1)).get()), (std::vector<double>{1, 4}));
+
   Ref copy(array_ref_shared_copy(v.get()));
   EXPECT_EQ(array_ref_make_complex(copy.get()), 0);
   EXPECT_EQ(array_ref_set_numeric_kxDouble(copy.get(), &nine, 1), 0);

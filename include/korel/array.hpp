@@ -27,6 +27,7 @@
 
 #include "korel/array_api.h"
 #include "korel/array_ref.h"
+#include "korel/counted_ref.h"
 #include "korel/kclkrt.h"
 #include "korel/tb_exception.h"
 
@@ -42,44 +43,6 @@ namespace korel {
 }
 
 namespace detail {
-
-// One counted reference to a library object (array, list or character buffer).
-template <class T>
-class Handle {
- public:
-  Handle() noexcept = default;
-  explicit Handle(T* owned) noexcept : p_(owned) {}
-  Handle(const Handle& other) noexcept : p_(other.p_) {
-    if (p_) ref_count_obj_addref(p_);
-  }
-  Handle(Handle&& other) noexcept : p_(std::exchange(other.p_, nullptr)) {}
-  Handle& operator=(Handle other) noexcept {
-    std::swap(p_, other.p_);
-    return *this;
-  }
-  ~Handle() { reset(); }
-
-  T* get() const noexcept { return p_; }
-  T* release() noexcept { return std::exchange(p_, nullptr); }
-  void reset(T* owned = nullptr) noexcept {
-    if (p_) ref_count_obj_release(p_);
-    p_ = owned;
-  }
-  // For the creators that store a new object through their first argument.
-  T** out() noexcept {
-    reset();
-    return &p_;
-  }
-  // How many references exist besides this one.
-  int others() const noexcept {
-    int count = ref_count_obj_addref(p_);
-    ref_count_obj_release(p_);
-    return count - 2;
-  }
-
- private:
-  T* p_ = nullptr;
-};
 
 inline int check(int status) {
   if (status < 0) throw_last_error();
@@ -108,7 +71,7 @@ int check_pending(int failure, Call&& call) {
 }
 
 inline std::string take_text(char_buffer* text) {
-  Handle<char_buffer> owned(check(text));
+  CountedRef<char_buffer> owned(check(text));
   return check(char_buffer_get_buffer(owned.get()));
 }
 
@@ -180,7 +143,7 @@ class ConstElement {
   // Takes over the view; a null one is the failure of the call that made it.
   explicit ConstElement(array_ref* view) : view_(detail::check(view)) {}
 
-  detail::Handle<array_ref> view_;
+  CountedRef<array_ref> view_;
 };
 
 // An element view that writes into the array it came from.
@@ -408,10 +371,10 @@ class Array {
   // Makes the object this Array's own before a write.
   void detach() {
     if (ref_.others() > 0)
-      ref_ = detail::Handle<array_ref>(detail::check(array_ref_deep_copy(get())));
+      ref_ = CountedRef<array_ref>(detail::check(array_ref_deep_copy(get())));
   }
 
-  detail::Handle<array_ref> ref_;
+  CountedRef<array_ref> ref_;
 };
 
 inline Array ConstElement::value() const { return Array(array_ref_deep_copy(view_.get())); }
@@ -425,10 +388,10 @@ inline Element& Element::operator=(const Array& value) {
 // `nargout` results.
 inline std::vector<Array> feval(krtInstance* instance, const char* name, int nargout,
                                 const std::vector<Array>& inputs) {
-  detail::Handle<array_buffer> arguments;
+  CountedRef<array_buffer> arguments;
   detail::check(kclcppGetArrayBuffer(arguments.out(), static_cast<int>(inputs.size())));
   for (const Array& input : inputs) detail::check(array_buffer_add(arguments.get(), input.get()));
-  detail::Handle<array_buffer> results;
+  CountedRef<array_buffer> results;
   detail::check(kclcppFeval(instance, name, nargout, results.out(), arguments.get()));
   int count = detail::check(array_buffer_size(results.get()));
   std::vector<Array> out;

@@ -97,36 +97,21 @@ int kclGetEmptyArray(array_ref** out, int class_id) {
   });
 }
 
-int kclGetScalarDouble(array_ref** out, kxDouble re, kxDouble im, int complexity) {
-  return scalar(out, kxDOUBLE_CLASS, re, im, complexity);
-}
-int kclGetScalarSingle(array_ref** out, kxSingle re, kxSingle im, int complexity) {
-  return scalar(out, kxSINGLE_CLASS, re, im, complexity);
-}
-int kclGetScalarInt8(array_ref** out, kxInt8 re, kxInt8 im, int complexity) {
-  return scalar(out, kxINT8_CLASS, re, im, complexity);
-}
-int kclGetScalarUint8(array_ref** out, kxUint8 re, kxUint8 im, int complexity) {
-  return scalar(out, kxUINT8_CLASS, re, im, complexity);
-}
-int kclGetScalarInt16(array_ref** out, kxInt16 re, kxInt16 im, int complexity) {
-  return scalar(out, kxINT16_CLASS, re, im, complexity);
-}
-int kclGetScalarUint16(array_ref** out, kxUint16 re, kxUint16 im, int complexity) {
-  return scalar(out, kxUINT16_CLASS, re, im, complexity);
-}
-int kclGetScalarInt32(array_ref** out, kxInt32 re, kxInt32 im, int complexity) {
-  return scalar(out, kxINT32_CLASS, re, im, complexity);
-}
-int kclGetScalarUint32(array_ref** out, kxUint32 re, kxUint32 im, int complexity) {
-  return scalar(out, kxUINT32_CLASS, re, im, complexity);
-}
-int kclGetScalarInt64(array_ref** out, kxInt64 re, kxInt64 im, int complexity) {
-  return scalar(out, kxINT64_CLASS, re, im, complexity);
-}
-int kclGetScalarUint64(array_ref** out, kxUint64 re, kxUint64 im, int complexity) {
-  return scalar(out, kxUINT64_CLASS, re, im, complexity);
-}
+#define KCL_SCALAR_CREATOR(Name, Type, Class)                                           \
+  int kclGetScalar##Name(array_ref** out, Type re, Type im, int complexity) {          \
+    return scalar(out, Class, re, im, complexity);                                     \
+  }
+KCL_SCALAR_CREATOR(Double, kxDouble, kxDOUBLE_CLASS)
+KCL_SCALAR_CREATOR(Single, kxSingle, kxSINGLE_CLASS)
+KCL_SCALAR_CREATOR(Int8, kxInt8, kxINT8_CLASS)
+KCL_SCALAR_CREATOR(Uint8, kxUint8, kxUINT8_CLASS)
+KCL_SCALAR_CREATOR(Int16, kxInt16, kxINT16_CLASS)
+KCL_SCALAR_CREATOR(Uint16, kxUint16, kxUINT16_CLASS)
+KCL_SCALAR_CREATOR(Int32, kxInt32, kxINT32_CLASS)
+KCL_SCALAR_CREATOR(Uint32, kxUint32, kxUINT32_CLASS)
+KCL_SCALAR_CREATOR(Int64, kxInt64, kxINT64_CLASS)
+KCL_SCALAR_CREATOR(Uint64, kxUint64, kxUINT64_CLASS)
+#undef KCL_SCALAR_CREATOR
 
 int kclGetScalarLogical(array_ref** out, kxLogical value) {
   return create_into(out, [&] {

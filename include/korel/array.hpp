@@ -70,6 +70,11 @@ int check_pending(int failure, Call&& call) {
   return result;
 }
 
+inline bool is_container(array_ref* a) {
+  int cls = check(array_ref_classID(a));
+  return cls == kxCELL_CLASS || cls == kxSTRUCT_CLASS || cls == kxOBJECT_CLASS;
+}
+
 inline std::string take_text(char_buffer* text) {
   CountedRef<char_buffer> owned(check(text));
   return check(char_buffer_get_buffer(owned.get()));
@@ -151,10 +156,8 @@ class Element : public ConstElement {
  public:
   Element(const Element&) = default;
 
-  Element& operator=(double value) {
-    detail::check(array_ref_set_numeric_kxDouble(view_.get(), &value, 1));
-    return *this;
-  }
+  // A number element takes the value; a cell or field place gets a scalar in it.
+  Element& operator=(double value);
   Element& operator=(const Array& value);
   // Assigns the other element's value, not the view: a(1, 1) = b(2, 2) writes into a.
   Element& operator=(const ConstElement& other) {
@@ -167,17 +170,20 @@ class Element : public ConstElement {
 
   template <class... Ints>
   requires detail::Subscripts<Ints...> Element operator()(int s1, Ints... rest) const {
-    return Element(detail::element_of(view_.get(), nullptr, s1, rest...));
+    return Element(detail::element_of(view_.get(), nullptr, s1, rest...), view_.get());
   }
   template <class... Ints>
   requires detail::Subscripts<Ints...> Element operator()(const char* field, int s1,
                                                           Ints... rest) const {
-    return Element(detail::element_of(view_.get(), field, s1, rest...));
+    return Element(detail::element_of(view_.get(), field, s1, rest...), view_.get());
   }
 
  private:
   friend class Array;
-  explicit Element(array_ref* view) : ConstElement(view) {}
+  Element(array_ref* view, array_ref* parent)
+      : ConstElement(view), in_container_(detail::is_container(parent)) {}
+
+  bool in_container_;  // a place of a cell or struct array rather than a number
 };
 
 class Array {
@@ -338,7 +344,7 @@ class Array {
   template <class... Ints>
   requires detail::Subscripts<Ints...> Element operator()(int s1, Ints... rest) {
     detach();
-    return Element(detail::element_of(get(), nullptr, s1, rest...));
+    return Element(detail::element_of(get(), nullptr, s1, rest...), get());
   }
   template <class... Ints>
   requires detail::Subscripts<Ints...> ConstElement operator()(int s1, Ints... rest) const {
@@ -348,7 +354,7 @@ class Array {
   template <class... Ints>
   requires detail::Subscripts<Ints...> Element operator()(const char* field, int s1, Ints... rest) {
     detach();
-    return Element(detail::element_of(get(), field, s1, rest...));
+    return Element(detail::element_of(get(), field, s1, rest...), get());
   }
   template <class... Ints>
   requires detail::Subscripts<Ints...> ConstElement operator()(const char* field, int s1,
@@ -378,6 +384,12 @@ class Array {
 };
 
 inline Array ConstElement::value() const { return Array(array_ref_deep_copy(view_.get())); }
+
+inline Element& Element::operator=(double value) {
+  if (in_container_) return *this = Array(value);
+  detail::check(array_ref_set_numeric_kxDouble(view_.get(), &value, 1));
+  return *this;
+}
 
 inline Element& Element::operator=(const Array& value) {
   detail::check(array_ref_set(view_.get(), value.get()));

@@ -60,6 +60,12 @@ TEST(ArrayWrapper, ElementsWriteIntoTheirArrayAndCopiesStayApart) {
   // Struct fields; a native array made from an Array is independent of it.
   Array s = Array::structure(1, 2, {"name", "age"});
   s("name", 2) = Array("Ada");
+  s("age", 2) = 36;  // a number into an empty place
+  EXPECT_EQ(s("age", 2), 36);
+  Array cells = Array::cell(1, 1);
+  cells(1) = Array::matrix(1, 3);
+  cells(1) = 2.5;  // replaces the content rather than writing into it
+  EXPECT_EQ(cells(1).value().numel(), 1);
   EXPECT_EQ(s.field_name(2), "age");
   EXPECT_EQ(s("name", 2).value(), Array("Ada"));
   kxArray* native = a.to_native();

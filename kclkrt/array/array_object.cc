@@ -6,6 +6,7 @@
 #include "kclkrt/array/array_exceptions.h"
 #include "kclkrt/array/element_types.h"
 #include "kclkrt/array/native_result.h"
+#include "kclkrt/array/subscripts.h"
 
 namespace kcl {
 namespace {
@@ -147,6 +148,27 @@ void CellRef::replace_native(kxArray* replacement) {
                     : field_ >= 0 && kxSetFieldByNumber(native_, position_, field_, replacement);
   if (!stored) throw cannot_initialize(kxGetClassID(native_), kxGetClassID(replacement));
   guard.take_or_share();  // the container owns it now
+}
+
+array_ref* CellRef::element_in_place(const unsigned* subscripts, std::size_t count,
+                                     const char* field) {
+  if (field_ >= 0 || !has_fields(kxGetClassID(native_))) return nullptr;
+  int field_number = -1;
+  if (field) {
+    field_number = kxGetFieldNumber(native_, field);
+    if (field_number < 0) throw IndexOutOfBoundsException("Invalid field name");
+  }
+  // The subscripts must lead to the one element there is.
+  ArrayAccess element = native_access();
+  if (element_place(element.get(), subscripts, count).position != 0)
+    throw IndexOutOfBoundsException("Index exceeds matrix dimensions");
+  kxArray* shared = require_array(kxCreateSharedDataCopy(native_));
+  try {
+    return new CellRef(shared, position_, field_number);
+  } catch (...) {
+    kxDestroyArray(shared);
+    throw;
+  }
 }
 
 void CellRef::assign(array_ref& source) {

@@ -78,6 +78,11 @@ class ArrayOperations : public array_ref, public array_data_ref, public SmallObj
   virtual array_ref* make_shared_copy() = 0;
   virtual void assign(array_ref& source) = 0;
   virtual void make_native_complex() = 0;
+  // An element that must be reached in place rather than through a copy made for this
+  // call; null when the usual element will do.
+  virtual array_ref* element_in_place(const unsigned*, std::size_t, const char*) {
+    return nullptr;
+  }
 
  private:
   // The element at the subscripts (and field, when not null) as a new object.
@@ -140,6 +145,9 @@ class CellRef final : public ArrayRef {
 
  protected:
   void assign(array_ref& source) override;
+  // A whole struct element is read as a copy; its fields are reached in the container.
+  array_ref* element_in_place(const unsigned* subscripts, std::size_t count,
+                              const char* field) override;
 
  private:
   // The element when the container holds it as an array of its own; null otherwise.

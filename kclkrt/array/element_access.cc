@@ -29,6 +29,7 @@ array_ref* with_subscripts(int count, Next&& next, Use&& use) {
 
 array_ref* ArrayOperations::element(const unsigned* subscripts, std::size_t count,
                                     const char* field) {
+  if (array_ref* in_place = element_in_place(subscripts, count, field)) return in_place;
   ArrayAccess native = native_access();
   const kxArray* a = native.get();
   int cls = kxGetClassID(a);

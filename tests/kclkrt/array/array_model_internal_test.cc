@@ -193,6 +193,11 @@ TEST(ArrayModel, CellAndStructElementsAreReadAndWrittenInPlace) {
             std::vector<double>{42});
   EXPECT_EQ(array_ref_set(first.get(), scalar(1).get()), -1);
   EXPECT_EQ(last_error(), "Cannot initialize type: struct with type: double");
+  // A field reached through the whole element is the struct's own, not a copy's.
+  Ref field(array_ref_getV_const_char(first.get(), "name", 1, 1));
+  EXPECT_EQ(array_ref_set(field.get(), scalar(8).get()), 0);
+  EXPECT_EQ(doubles(Ref(array_ref_getV_const_char(s.get(), "name", 1, 1)).get()),
+            std::vector<double>{8});
 }
 
 TEST(ArrayModel, ArraysSharingDataAreWrittenApart) {

@@ -5,6 +5,7 @@
 #include <exception>
 #include <mutex>
 
+#include "kclkrt/errors/boundary.h"
 #include "korel/kclkrt.h"
 #include "krt/mutex.h"
 
@@ -14,14 +15,9 @@ namespace kcl {
 // or "Unexpected error thrown" as the last error and gives `failure`.
 template <typename Result, typename Body>
 Result capture_failure(Result failure, Body&& body) noexcept {
-  try {
-    return body();
-  } catch (const std::exception& e) {
-    kclcppSetLastError(e.what());
-  } catch (...) {
-    kclcppSetLastError("Unexpected error thrown");
-  }
-  return failure;
+  return catch_failure(failure, body, [](const std::exception* e) {
+    kclcppSetLastError(e ? e->what() : "Unexpected error thrown");
+  });
 }
 
 // As capture_failure, with the global mutex held: the array library is not thread-safe.

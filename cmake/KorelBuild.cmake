@@ -18,8 +18,12 @@ function(korel_library name kind)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPS;PRIVATE_DEPS" ${ARGN})
   add_library(${name} ${kind} ${ARG_SOURCES})
   target_compile_options(${name} PRIVATE ${KOREL_WARNINGS})
+  # Source-tree include roots exist only in the build; an installed library's users see
+  # the installed include directory (set where a library is exported).
   target_include_directories(${name} PUBLIC
-    ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/engine ${PROJECT_SOURCE_DIR})
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/engine>
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
   if(ARG_DEPS)
     target_link_libraries(${name} PUBLIC ${ARG_DEPS})
   endif()

@@ -61,6 +61,11 @@ class kclRuntimePathMacros : public kclPathMacros {
   // The process-wide table; made on first call and kept for the life of the process.
   static kclRuntimePathMacros& getInstance();
 
+  // Defines $TOOLBOXPREFIX, $TOOLBOXKORELDIR and (unless defined) $TOOLBOXDEPLOYDIR from
+  // a toolbox prefix. Application start calls it with an installed root's prefix when
+  // the environment named no root, so components find the Korel library functions.
+  void define_toolbox_macros(const dsPathString_& prefix);
+
  private:
   kclRuntimePathMacros();
 };

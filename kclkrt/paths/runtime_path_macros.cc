@@ -28,9 +28,13 @@ kclRuntimePathMacros::kclRuntimePathMacros() {
     return;
   }
   add_canonical("$KRTROOT", root);
+  define_toolbox_macros(prefix);
+}
+
+void kclRuntimePathMacros::define_toolbox_macros(const dsPathString_& prefix) {
   add_canonical("$TOOLBOXPREFIX", prefix.c_str());
   add_canonical("$TOOLBOXKORELDIR", (prefix / "korel").c_str());
-  if (!deploy_dir) add_canonical("$TOOLBOXDEPLOYDIR", (prefix / "compiler").c_str());
+  if (!get("$TOOLBOXDEPLOYDIR")) add_canonical("$TOOLBOXDEPLOYDIR", (prefix / "compiler").c_str());
 }
 
 kclRuntimePathMacros& kclRuntimePathMacros::getInstance() {

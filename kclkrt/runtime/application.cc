@@ -47,8 +47,7 @@ ApplicationState state;
 
 // Defines $RUNTIMELIBDIR from the install root unless it is defined already; false
 // when no root can be found.
-bool ensure_runtime_lib_dir() {
-  kclPathMacros& macros = kclRuntimePathMacros::getInstance();
+bool ensure_runtime_lib_dir(kclRuntimePathMacros& macros) {
   const char* lib_dir = macros.get("$RUNTIMELIBDIR");
   if (lib_dir != nullptr && *lib_dir != '\0') return true;
 
@@ -65,6 +64,14 @@ bool ensure_runtime_lib_dir() {
   if (root.empty()) return false;
   macros.add("$RUNTIMELIBDIR", (root + "/bin/" + svGetArchName()).c_str());
   return true;
+}
+
+// Components list the Korel library functions by $TOOLBOXKORELDIR. When the environment
+// named neither the toolbox directory nor a root, the root found at start holds them.
+void ensure_toolbox_dirs(kclRuntimePathMacros& macros) {
+  const char* root = macros.get("$KRTROOT");
+  if (root && !macros.get("$TOOLBOXKORELDIR"))
+    macros.define_toolbox_macros(dsPathString_(root) / "toolbox");
 }
 
 void ignore_terminal_stop_signals() {
@@ -101,10 +108,12 @@ bool initialize(const char** options, size_t count) {
     }
     krt::set_event_driven(true);
     krt::set_runtime_variant(3);
-    if (!ensure_runtime_lib_dir()) {
+    kclRuntimePathMacros& macros = kclRuntimePathMacros::getInstance();
+    if (!ensure_runtime_lib_dir(macros)) {
       kclPrintErrorMsg(KCLKRT_CANNOT_FIND_KRT_ROOT);
       return false;
     }
+    ensure_toolbox_dirs(macros);
     krt::set_jmi_support_level(5);
     krt::set_toolboxcache_disabled(true);
     if (options != nullptr && count != 0) krt::apply_commandline_args(static_cast<int>(count), options);

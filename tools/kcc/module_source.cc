@@ -34,15 +34,18 @@ std::string substitute(const std::string& text, const std::map<std::string, std:
 const char* const kComponent = R"(#define COMPONENT_NAME @NAME_LITERAL@
 #define COMPONENT_KEY @KEY_LITERAL@
 @EMBEDDED_SIZE@
-/* The component's path, relative to where its archive is extracted. */
-static const char* path_entries[] = {COMPONENT_KEY};
+/* The component's path: its own functions, relative to where its archive is extracted,
+ * then the Korel library functions of the runtime root it runs against. */
+static const char* path_entries[] = {COMPONENT_KEY, "$TOOLBOXKORELDIR/datafun",
+                                     "$TOOLBOXKORELDIR/elmat"};
+#define PATH_ENTRY_COUNT ((uint32_t)(sizeof path_entries / sizeof path_entries[0]))
 static const char* warning_states[] = {@WARNING_STATES@NULL};
 #define WARNING_STATE_COUNT ((uint32_t)(sizeof warning_states / sizeof warning_states[0] - 1))
 
 static kclComponentData* create_component_data(const char* directory) {
-  return kclCreateComponentData(COMPONENT_NAME, NULL, path_entries, 1, NULL, 0, NULL, 0, NULL, 0,
-                                NULL, 0, COMPONENT_KEY, directory, warning_states,
-                                WARNING_STATE_COUNT);
+  return kclCreateComponentData(COMPONENT_NAME, NULL, path_entries, PATH_ENTRY_COUNT, NULL, 0,
+                                NULL, 0, NULL, 0, NULL, 0, COMPONENT_KEY, directory,
+                                warning_states, WARNING_STATE_COUNT);
 }
 
 )";

@@ -4,7 +4,7 @@ ASAN_BUILD ?= build-asan
 JOBS ?= 2
 CMAKE_FLAGS ?=
 
-.PHONY: all deps build demo test test-asan bench fuzz clean
+.PHONY: all deps build demo test test-asan test-tsan test-valgrind install bench fuzz clean
 
 all: build
 
@@ -40,6 +40,26 @@ test-asan: deps
 	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
 	  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 ctest --output-on-failure -j$(JOBS)
 
+# The tests that run threads, again under ThreadSanitizer: the per-thread last error,
+# calls from several threads, the cache and directory locks shared by threads.
+TSAN_BUILD ?= build-tsan
+TSAN_TESTS ?= Thread|^LastError\.|^KrtMutex\.|^DirectoryLock|^Engine\.Figures|^JavaBridge\.|^KxErrors\.
+test-tsan: deps
+	cmake -S . -B $(TSAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DKOREL_SANITIZE=thread $(CMAKE_FLAGS)
+	cmake --build $(TSAN_BUILD) -j$(JOBS)
+	cd $(TSAN_BUILD) && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
+	  ctest --output-on-failure -j$(JOBS) -R '$(TSAN_TESTS)'
+
+# Every test program of the plain build under Valgrind's memcheck; see the script for
+# which tests it leaves out and why.
+test-valgrind: build
+	scripts/test-valgrind $(BUILD)
+
+# Installs a runtime root: make install PREFIX=/opt/korel/krt
+PREFIX ?= /opt/korel/krt
+install: build
+	cmake --install $(BUILD) --prefix $(PREFIX)
+
 # Fuzzes kxDeserialize, then KAR extraction, for FUZZ_SECONDS each with clang's libFuzzer,
 # ASan and UBSan. Each corpus lives in the fuzz build, seeded by a program of its own
 # (our own serialized forms; our own archives and hostile ones), and grows there.
@@ -72,4 +92,4 @@ bench: deps
 	$(BUILD)/bench/bench_array_api
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(FUZZ_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(TSAN_BUILD) $(FUZZ_BUILD)

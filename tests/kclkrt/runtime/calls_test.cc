@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "kclkrt/runtime/host_support.h"
 
@@ -314,4 +316,43 @@ TEST_F(Calls, NullHandlesFailWithoutReachingTheEngine) {
   EXPECT_EQ(kclGetKCCTargetType(true), 1);
   EXPECT_EQ(kclGetKCCTargetType(false), 0);
   EXPECT_TRUE(kclIsStandaloneMode());
+}
+
+// Several threads call at once, on one shared instance and on instances of their own:
+// calls are serialised inside, each gets its own results, and each instance keeps its
+// own last error. Run under ThreadSanitizer by `make test-tsan`.
+TEST_F(Calls, ThreadsCallAtOnceAndKeepTheirResultsAndErrors) {
+  constexpr int kThreads = 4, kRounds = 50;
+  std::vector<std::string> problems(kThreads);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      krtInstance* mine = nullptr;
+      if (!kclInitializeInstance(&mine) || !kclAddPath(mine, kFunctions.c_str())) {
+        problems[t] = "no instance";
+        return;
+      }
+      for (int round = 0; round < kRounds && problems[t].empty(); ++round) {
+        const double x = t * 1000 + round;
+        Owned input = number(x);
+        kxArray* in[1] = {input.get()};
+        kxArray* out[3] = {nullptr, nullptr, nullptr};
+        if (!kclFeval(k_, "three_results", 3, out, 1, in) || kxGetScalar(out[1]) != 2 * x ||
+            kxGetScalar(out[2]) != 3 * x)
+          problems[t] = "shared instance, round " + std::to_string(round);
+        kclFreeArrayList(3, out);
+
+        Owned negative = number(-x - 1);
+        kxArray* bad[1] = {negative.get()};
+        const std::string expected = "Input " + std::to_string(static_cast<int>(-x - 1)) + " is negative.";
+        const char* message = nullptr;
+        if (kclFeval(mine, "fails_deep", 0, nullptr, 1, bad) ||
+            !(message = kclGetLastErrorMessage(mine)) || std::string(message).rfind(expected, 0) != 0)
+          problems[t] = "own instance, round " + std::to_string(round) + ": " + (message ? message : "");
+      }
+      kclPopActivation(mine);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (int t = 0; t < kThreads; ++t) EXPECT_EQ(problems[t], "") << "thread " << t;
 }

@@ -61,6 +61,19 @@ bool make_private_directories(const std::string& path) {
   return ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
+// True when `directory` is its user's alone: a directory owned by the effective user that
+// no one else may write into, reached through no link of another user's. Whoever else
+// could write there could plant a "complete" component whose native code this user's
+// processes would then load and run.
+bool is_users_own(const std::string& directory) {
+  const uid_t user = ::geteuid();
+  struct stat link, target;
+  if (::lstat(directory.c_str(), &link) != 0 || ::stat(directory.c_str(), &target) != 0)
+    return false;
+  return link.st_uid == user && target.st_uid == user && S_ISDIR(target.st_mode) &&
+         (target.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
 // Writes .max_size unless it exists: the file is made aside and linked into place, so
 // a process starting at the same moment reads either no file or a whole one, never an
 // empty one (which would read as a limit of 0).
@@ -136,6 +149,10 @@ kclComponentCache::kclComponentCache(std::string directory, uint64_t max_size)
   cache_log("Creating KRT Cache at location: ", directory_);
   if (!make_private_directories(directory_)) {
     cache_log("Could not create the cache directory ", directory_, ": ", std::strerror(errno));
+    throw kclCacheExtractionError();
+  }
+  if (!is_users_own(directory_)) {
+    cache_log("Refusing a cache directory that is not the user's alone: ", directory_);
     throw kclCacheExtractionError();
   }
   const std::string size_file = directory_ + "/.max_size";

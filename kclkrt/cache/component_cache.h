@@ -29,8 +29,11 @@ class kclComponentCache : public std::enable_shared_from_this<kclComponentCache>
   // limited to KRT_CACHE_SIZE bytes, or the default. Throws when it cannot be made.
   static std::shared_ptr<kclComponentCache> instance();
 
-  // A cache in `directory`, created (owner-only) when missing. Its limit is the one in
-  // the directory's .max_size; a cache without one gets `max_size`, written there.
+  // A cache in `directory`, created (owner-only) when missing. A directory that is not
+  // the effective user's alone (another's, or writable by group or others) is refused
+  // with kclCacheExtractionError before anything in it is read or written. Its limit is
+  // the one in the directory's .max_size; a cache without one gets `max_size`, written
+  // there.
   static std::shared_ptr<kclComponentCache> create(std::string directory, uint64_t max_size);
 
   // The extracted component `key`, extracted by `extractor` when the cache has no

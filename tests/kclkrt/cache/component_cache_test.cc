@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -23,6 +24,7 @@ namespace {
 
 std::shared_ptr<kclComponentCache> cache_with_limit(const std::string& directory, uint64_t limit) {
   fs::create_directories(directory);
+  fs::permissions(directory, fs::perms::owner_all);  // whatever the umask: the cache's rule
   std::ofstream(directory + "/.max_size") << limit;
   return kclComponentCache::create(directory, limit);
 }
@@ -152,4 +154,41 @@ TEST(ComponentCache, LocationAndSizeComeFromTheEnvironmentAndMaxSizeFile) {
   // An empty root is no root: the user's preference directory is used.
   result = run({{"KRT_CACHE_ROOT", ""}, {"HOME", dir.path() + "/home"}});
   EXPECT_EQ(result.out.substr(0, result.out.find('|')), dir.path() + "/home/.korel");
+}
+
+TEST(ComponentCache, RefusesADirectoryOthersMayWriteBeforeUsingIt) {
+  TempDir dir;
+  const std::string path = dir.path() + "/cache";
+  fs::create_directories(path);
+  for (auto mode : {fs::perms::owner_all | fs::perms::group_write,
+                    fs::perms::owner_all | fs::perms::others_write | fs::perms::sticky_bit}) {
+    fs::permissions(path, mode);
+    EXPECT_THROW(kclComponentCache::create(path, 1000), kclCacheExtractionError)
+        << std::oct << static_cast<int>(mode);
+    EXPECT_TRUE(fs::is_empty(path));
+  }
+  fs::permissions(path, fs::perms::owner_all);
+  EXPECT_EQ(kclComponentCache::create(path, 1000)->max_size(), 1000u);
+  EXPECT_EQ(read_file(path + "/.max_size"), "1000");
+}
+
+TEST(ComponentCache, RefusesADirectoryOfAnotherUserBeforeUsingIt) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can give a directory to another user";
+  TempDir dir;
+  const std::string path = dir.path() + "/cache";
+  fs::create_directories(path);
+  fs::permissions(path, fs::perms::owner_all);
+  ASSERT_EQ(::chown(path.c_str(), 65534, 65534), 0);
+  EXPECT_THROW(kclComponentCache::create(path, 1000), kclCacheExtractionError);
+  EXPECT_TRUE(fs::is_empty(path));
+  // A link of another user's to this user's directory is no better.
+  ASSERT_EQ(::chown(path.c_str(), 0, 0), 0);
+  const std::string link = dir.path() + "/link";
+  fs::create_directory_symlink(path, link);
+  ASSERT_EQ(::lchown(link.c_str(), 65534, 65534), 0);
+  EXPECT_THROW(kclComponentCache::create(link, 1000), kclCacheExtractionError);
+  EXPECT_TRUE(fs::is_empty(path));
+  ASSERT_EQ(::lchown(link.c_str(), 0, 0), 0);
+  EXPECT_EQ(kclComponentCache::create(link, 1000)->directory(), link);
+  EXPECT_EQ(read_file(path + "/.max_size"), "1000");
 }

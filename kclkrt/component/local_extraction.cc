@@ -1,6 +1,7 @@
 #include "kclkrt/component/local_extraction.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -118,17 +119,71 @@ class ExtractionLock {
   std::unique_ptr<dsDirectoryExclusiveLock> lock_;
 };
 
+// A read lock on a directory, held by the process that extracts into it: how a staging
+// directory in use is told from one left by a process that died.
+class StagingMark {
+ public:
+  explicit StagingMark(const std::string& directory)
+      : fd_(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)) {
+    struct flock request = {};
+    request.l_type = F_RDLCK;
+    request.l_whence = SEEK_SET;
+    if (fd_ >= 0) ::fcntl(fd_, F_OFD_SETLK, &request);
+  }
+  ~StagingMark() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  StagingMark(const StagingMark&) = delete;
+  StagingMark& operator=(const StagingMark&) = delete;
+
+  static bool in_use(const std::string& directory) {
+    int fd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (fd < 0) return true;  // not ours to judge
+    struct flock probe = {};
+    probe.l_type = F_WRLCK;
+    probe.l_whence = SEEK_SET;
+    const bool used = ::fcntl(fd, F_OFD_GETLK, &probe) != 0 || probe.l_type != F_UNLCK;
+    ::close(fd);
+    return used;
+  }
+
+ private:
+  int fd_;
+};
+
+// Removes the staging directories in `parent` named `prefix` and six characters that
+// nobody extracts into: each is what a process killed while extracting left behind, and
+// would otherwise stay for good. A process marks its staging directory right after
+// making it; only an extraction going without the lock could be caught in between.
+void remove_abandoned_staging(const std::string& parent, const std::string& prefix) {
+  std::vector<std::string> abandoned;
+  {
+    std::unique_ptr<DIR, int (*)(DIR*)> dir(::opendir(parent.c_str()), &::closedir);
+    if (!dir) return;
+    while (const dirent* entry = ::readdir(dir.get())) {
+      const std::string name = entry->d_name;
+      if (name.size() == prefix.size() + 6 && name.compare(0, prefix.size(), prefix) == 0)
+        abandoned.push_back(parent + "/" + name);
+    }
+  }
+  for (const std::string& path : abandoned)
+    if (!StagingMark::in_use(path)) remove_directory_tree(path, /*report_failures=*/false);
+}
+
 // Extracts beside the target and renames the result into place, so that no process,
 // locked or not, ever sees a half-extracted directory as an extraction.
 bool extract_into_place(const LocalExtraction& job) {
   const std::filesystem::path target(job.directory);
   const std::string parent = target.has_parent_path() ? target.parent_path().string() : ".";
   if (!dsIsDirectory(parent.c_str()) && karMakeDir(parent.c_str()) != 1) return false;
-  std::string staging = parent + "/." + target.filename().string() + ".extract-XXXXXX";
+  const std::string prefix = "." + target.filename().string() + ".extract-";
+  remove_abandoned_staging(parent, prefix);
+  std::string staging = parent + "/" + prefix + "XXXXXX";
   if (::mkdtemp(staging.data()) == nullptr) {
     kclPrintErrorMsg(KCLKRT_COULD_NOT_CREATE_DIR, staging.c_str());
     return false;
   }
+  const StagingMark mark(staging);
   ::chmod(staging.c_str(), 0777 & ~creation_mask());
   bool extracted = karrtExtractKar(job.archive.c_str(), staging.c_str());
   if (extracted && ::rename(staging.c_str(), job.directory.c_str()) != 0) {

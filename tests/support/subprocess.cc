@@ -120,6 +120,11 @@ ProcessResult run_program(const std::vector<std::string>& argv, const Environmen
   return run_in_child([&] { return exec_program(argv, env); });
 }
 
+ProcessResult run_program(const std::vector<std::string>& argv, const Environment& env,
+                          const std::function<bool()>& prepare) {
+  return run_in_child([&] { return prepare() ? exec_program(argv, env) : 125; });
+}
+
 BackgroundProcess::BackgroundProcess(const std::vector<std::string>& argv, const Environment& env,
                                      std::string out_path, std::string err_path)
     : out_path_(std::move(out_path)), err_path_(std::move(err_path)) {

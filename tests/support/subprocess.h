@@ -27,6 +27,12 @@ ProcessResult run_in_child(const std::function<int()>& body);
 // Runs a program with its environment changed by `env`.
 ProcessResult run_program(const std::vector<std::string>& argv, const Environment& env = {});
 
+// As above, with `prepare` run in the child before the program replaces it (to change
+// the child's credentials, limits or mounts); when it returns false the child exits
+// with code 125 instead.
+ProcessResult run_program(const std::vector<std::string>& argv, const Environment& env,
+                          const std::function<bool()>& prepare);
+
 // A program started in the background, its standard output and error going to files,
 // killed and reaped if still running when the object goes.
 class BackgroundProcess {

@@ -63,14 +63,18 @@ class kclComponentCacheIndex::TimeText {
     in_.str(line);
     in_.exceptions(std::ios::failbit | std::ios::badbit);
     pt::ptime time;
+    std::string written;
     try {
       in_ >> time;
+      // A time past the last day a date can hold (9999-Dec-31 24:00:00) reads, but
+      // writing it back throws.
+      if (!time.is_special()) written = format(time);
     } catch (const std::exception& e) {
       in_.exceptions(std::ios::goodbit);
       throw format_error(e.what());
     }
     in_.exceptions(std::ios::goodbit);
-    if (time.is_special() || format(time) != line)
+    if (time.is_special() || written != line)
       throw format_error("malformed last-used time: " + line);
     return time;
   }

@@ -94,6 +94,7 @@ TEST(CacheIndex, ADamagedFileIsDiscardedWholeAndRebuiltFromTheDirectories) {
       "alpha\nalpha\n999\n2026-Feb-30 10:11:12\n",          // not a day of that month
       "alpha\nalpha\n999\n2026-Nov-20 25:11:12\n",          // not an hour
       "alpha\nalpha\n999\n2026-Nov-20 10:11:12 junk\n",     // trailing text
+      "alpha\nalpha\n999\n9999-Dec-31 24:00:00\n",          // past the last year a date holds
       "beta\nbeta\n12x\n2026-Nov-20 10:11:12\n",            // not a size
       "beta\nbeta\n12\n",                                   // truncated record
       "\x01\x02garbage\n\n\n\n",                            // garbage

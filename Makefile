@@ -60,24 +60,25 @@ PREFIX ?= /opt/korel/krt
 install: build
 	cmake --install $(BUILD) --prefix $(PREFIX)
 
-# Fuzzes kxDeserialize, then KAR extraction, for FUZZ_SECONDS each with clang's libFuzzer,
-# ASan and UBSan. Each corpus lives in the fuzz build, seeded by a program of its own
-# (our own serialized forms; our own archives and hostile ones), and grows there.
+# Fuzzes kxDeserialize, KAR extraction, the cache index file and the Korel parser, each for
+# FUZZ_SECONDS with clang's libFuzzer, ASan and UBSan. Each runs on a working corpus in the
+# fuzz build, seeded by copying the checked-in fuzz/corpus/<target>, and grows it there; the
+# checked-in seeds are never written. Findings land in the fuzz build as <target>-crash-*.
 FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 60
-FUZZ_CORPUS = $(FUZZ_BUILD)/corpus/kx_deserialize
-FUZZ_KAR_CORPUS = $(FUZZ_BUILD)/corpus/kar_extract
+FUZZ_TIMEOUT ?= 10
+FUZZ_TARGETS = kx_deserialize kar_extract cache_index korel_parse
+# $(call fuzz_run,target,max_len)
+fuzz_run = mkdir -p $(FUZZ_BUILD)/corpus/$(1) && cp fuzz/corpus/$(1)/* $(FUZZ_BUILD)/corpus/$(1)/ && \
+  $(FUZZ_BUILD)/fuzz/$(1)_fuzz -max_total_time=$(FUZZ_SECONDS) -max_len=$(2) -timeout=$(FUZZ_TIMEOUT) \
+  -print_final_stats=1 -artifact_prefix=$(FUZZ_BUILD)/$(1)- $(FUZZ_BUILD)/corpus/$(1)
 fuzz: deps
 	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -DKOREL_BUILD_FUZZ=ON -DKOREL_BUILD_TESTS=OFF $(CMAKE_FLAGS)
-	cmake --build $(FUZZ_BUILD) -j$(JOBS) --target kx_deserialize_fuzz kx_deserialize_seeds \
-	  kar_extract_fuzz kar_extract_seeds
-	mkdir -p $(FUZZ_CORPUS) $(FUZZ_KAR_CORPUS)
-	$(FUZZ_BUILD)/fuzz/kx_deserialize_seeds $(FUZZ_CORPUS)
-	$(FUZZ_BUILD)/fuzz/kx_deserialize_fuzz -max_total_time=$(FUZZ_SECONDS) -max_len=4096 \
-	  -print_final_stats=1 -artifact_prefix=$(FUZZ_BUILD)/ $(FUZZ_CORPUS)
-	$(FUZZ_BUILD)/fuzz/kar_extract_seeds $(FUZZ_KAR_CORPUS)
-	$(FUZZ_BUILD)/fuzz/kar_extract_fuzz -max_total_time=$(FUZZ_SECONDS) -max_len=65536 \
-	  -print_final_stats=1 -artifact_prefix=$(FUZZ_BUILD)/ $(FUZZ_KAR_CORPUS)
+	cmake --build $(FUZZ_BUILD) -j$(JOBS) --target $(FUZZ_TARGETS:%=%_fuzz)
+	$(call fuzz_run,kx_deserialize,4096)
+	$(call fuzz_run,kar_extract,65536)
+	$(call fuzz_run,cache_index,4096)
+	$(call fuzz_run,korel_parse,4096)
 
 bench: deps
 	cmake -S . -B $(BUILD) -DKOREL_BUILD_BENCH=ON $(CMAKE_FLAGS)

@@ -90,7 +90,9 @@ bool enter_private_mounts() {
         !write_text("/proc/self/gid_map", std::to_string(gid) + " " + std::to_string(gid) + " 1"))
       return false;
   }
-  return ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+  // Source and type are ignored for a propagation change; named anyway, since memcheck
+  // takes a null type for a bad pointer.
+  return ::mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0;
 }
 
 // A small tmpfs on `dir`, filled to its last block.

@@ -83,14 +83,7 @@ fuzz: deps
 bench: deps
 	cmake -S . -B $(BUILD) -DKOREL_BUILD_BENCH=ON $(CMAKE_FLAGS)
 	cmake --build $(BUILD) -j$(JOBS)
-	$(BUILD)/bench/kclkrt_bench
-	$(BUILD)/bench/bench_kx
-	$(BUILD)/bench/bench_engine
-	$(BUILD)/bench/bench_calls
-	$(BUILD)/bench/bench_cache
-	$(BUILD)/bench/bench_kar
-	$(BUILD)/bench/bench_component
-	$(BUILD)/bench/bench_array_api
+	bench/run-all $(BUILD) $(BENCH_FLAGS)
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD) $(TSAN_BUILD) $(FUZZ_BUILD)

@@ -24,6 +24,8 @@
 #include <string>
 #include <vector>
 
+#include "interleaved_main.h"
+
 #ifndef PING_PROGRAM
 #error "PING_PROGRAM must name the component program built by kcc"
 #endif
@@ -165,22 +167,13 @@ bool verify() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  // Interleaved repetitions spread drift in the machine's load over every case; a flag
-  // on the command line still wins, coming later.
-  std::vector<char*> args{argv[0], const_cast<char*>("--benchmark_enable_random_interleaving=true")};
-  args.insert(args.end(), argv + 1, argv + argc);
-  int count = static_cast<int>(args.size());
-  benchmark::Initialize(&count, args.data());
-  if (benchmark::ReportUnrecognizedArguments(count, args.data())) return 1;
+  if (!korel::bench::initialize_interleaved(argc, argv)) return 1;
 
   Workspace work;
   g_work = &work;
   int status = 0;
   try {
-    std::string pattern = (fs::temp_directory_path() / "korel-bench-start-XXXXXX").string();
-    if (!::mkdtemp(pattern.data()))
-      throw std::runtime_error(std::string("cannot create a temporary directory: ") + std::strerror(errno));
-    work.root = pattern;
+    work.root = korel::bench::make_scratch_directory("korel-bench-start-");
     work.cache = work.root / "cache";
     fs::create_directories(work.root / "home");
     // The processes inherit these: their cache and preferences live in the workspace, and

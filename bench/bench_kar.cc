@@ -36,6 +36,7 @@
 #include <string>
 #include <vector>
 
+#include "interleaved_main.h"
 #include "kar/extract.h"
 #include "kar/writer.h"
 
@@ -537,23 +538,13 @@ bool verify_extractions(const Workspace& work) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  // Interleaving the repetitions spreads drift in the machine's load over all
-  // extractors; a flag given on the command line still wins, coming later.
-  std::vector<char*> args{argv[0], const_cast<char*>("--benchmark_enable_random_interleaving=true")};
-  args.insert(args.end(), argv + 1, argv + argc);
-  int count = static_cast<int>(args.size());
-  benchmark::Initialize(&count, args.data());
-  if (benchmark::ReportUnrecognizedArguments(count, args.data())) return 1;
+  if (!korel::bench::initialize_interleaved(argc, argv)) return 1;
 
   Workspace work;
   g_work = &work;
   int status = 0;
   try {
-    std::string pattern = (fs::temp_directory_path() / "bench_kar.XXXXXX").string();
-    if (!::mkdtemp(pattern.data()))
-      throw std::runtime_error(std::string("cannot create a temporary directory: ") +
-                               std::strerror(errno));
-    work.root = pattern;
+    work.root = korel::bench::make_scratch_directory("bench_kar.");
     work.source = work.root / "source";
     work.archive = work.root / "tree.kar";
     work.target = work.root / "out";

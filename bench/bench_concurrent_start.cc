@@ -167,13 +167,11 @@ bool verify() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (!korel::bench::initialize_interleaved(argc, argv)) return 1;
-
   Workspace work;
   g_work = &work;
-  int status = 0;
-  try {
-    work.root = korel::bench::make_scratch_directory("korel-bench-start-");
+  const char* program = "bench_concurrent_start";
+  return korel::bench::run_in_scratch(argc, argv, program, "korel-bench-start-", [&](const fs::path& root) {
+    work.root = root;
     work.cache = work.root / "cache";
     fs::create_directories(work.root / "home");
     // The processes inherit these: their cache and preferences live in the workspace, and
@@ -183,17 +181,10 @@ int main(int argc, char** argv) {
     for (const char* name : {"KRTROOT", "KOREL", "TBE_INSTALL", "KRT_CACHE_SIZE", "KRT_CACHE_VERBOSE"})
       unsetenv(name);
     if (!verify()) {
-      std::fprintf(stderr, "bench_concurrent_start: the component does not start correctly; nothing is timed\n");
-      status = 1;
-    } else {
-      benchmark::RunSpecifiedBenchmarks();
+      std::fprintf(stderr, "%s: the component does not start correctly; nothing is timed\n", program);
+      return 1;
     }
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "bench_concurrent_start: %s\n", error.what());
-    status = 1;
-  }
-  benchmark::Shutdown();
-  std::error_code ignored;
-  if (!work.root.empty()) fs::remove_all(work.root, ignored);
-  return status;
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+  });
 }

@@ -538,13 +538,10 @@ bool verify_extractions(const Workspace& work) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (!korel::bench::initialize_interleaved(argc, argv)) return 1;
-
   Workspace work;
   g_work = &work;
-  int status = 0;
-  try {
-    work.root = korel::bench::make_scratch_directory("bench_kar.");
+  return korel::bench::run_in_scratch(argc, argv, "bench_kar", "bench_kar.", [&](const fs::path& root) {
+    work.root = root;
     work.source = work.root / "source";
     work.archive = work.root / "tree.kar";
     work.target = work.root / "out";
@@ -558,18 +555,11 @@ int main(int argc, char** argv) {
     std::fflush(stdout);
     if (!verify_extractions(work)) {
       std::fprintf(stderr, "bench_kar: an extraction is wrong; nothing is timed\n");
-      status = 1;
-    } else {
-      RecordingReporter reporter;
-      benchmark::RunSpecifiedBenchmarks(&reporter);
-      print_ratios(reporter);
+      return 1;
     }
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "bench_kar: %s\n", error.what());
-    status = 1;
-  }
-  benchmark::Shutdown();
-  std::error_code ignored;
-  if (!work.root.empty()) fs::remove_all(work.root, ignored);
-  return status;
+    RecordingReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    print_ratios(reporter);
+    return 0;
+  });
 }

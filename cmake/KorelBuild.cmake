@@ -1,5 +1,12 @@
 # Compiler settings shared by every target of the project.
 
+# Rebuilds of unchanged sources come from ccache when it is installed.
+find_program(KOREL_CCACHE ccache)
+if(KOREL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_C_COMPILER_LAUNCHER ${KOREL_CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${KOREL_CCACHE})
+endif()
+
 set(KOREL_WARNINGS -Wall -Wextra -Wno-unused-parameter)
 
 # RUNPATH rather than RPATH, so LD_LIBRARY_PATH can point a program at another root.

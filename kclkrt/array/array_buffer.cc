@@ -1,5 +1,9 @@
 #include "kclkrt/array/array_buffer.h"
 
+#include <exception>
+#include <memory>
+#include <utility>
+
 #include "kclkrt/array/array_boundary.h"
 #include "kclkrt/array/array_exceptions.h"
 #include "kclkrt/array/array_factories.h"
@@ -12,12 +16,36 @@ ArrayBuffer::ArrayBuffer(int capacity) {
   if (capacity > 0) elements_.reserve(static_cast<std::size_t>(capacity));
 }
 
-ArrayBuffer::~ArrayBuffer() { release_all(); }
+ArrayBuffer::~ArrayBuffer() {
+  capture_failure(0, [&] {
+    release_all();
+    return 0;
+  });
+}
 
-void ArrayBuffer::release_all() noexcept {
-  for (array_ref* element : elements_)
-    if (element) element->release();
-  elements_.clear();
+int ArrayBuffer::release() {
+  const int left = count_.decrement();
+  if (left != 0) return left;
+  std::unique_ptr<ArrayBuffer> dying(this);
+  return locked_call(-1, [&] {
+    dying->release_all();
+    return 0;
+  });
+}
+
+void ArrayBuffer::release_all() {
+  std::vector<array_ref*> elements;
+  elements.swap(elements_);
+  std::exception_ptr first;
+  for (array_ref* element : elements) {
+    if (!element) continue;
+    try {
+      element->release();
+    } catch (...) {
+      if (!first) first = std::current_exception();
+    }
+  }
+  if (first) std::rethrow_exception(first);
 }
 
 std::size_t ArrayBuffer::slot(int position) const {
@@ -43,8 +71,8 @@ int ArrayBuffer::set(int position, array_ref* value) {
   return locked_call(-1, [&] {
     array_ref*& element = elements_[slot(position)];
     if (value) value->addref();
-    if (element) element->release();
-    element = value;
+    array_ref* replaced = std::exchange(element, value);  // in place before a release that may throw
+    if (replaced) replaced->release();
     return 0;
   });
 }
@@ -60,8 +88,9 @@ int ArrayBuffer::add(array_ref* value) {
 int ArrayBuffer::remove(int position) {
   return locked_call(-1, [&] {
     std::size_t at = slot(position);
-    if (elements_[at]) elements_[at]->release();
-    elements_.erase(elements_.begin() + static_cast<std::ptrdiff_t>(at));
+    array_ref* removed = elements_[at];
+    elements_.erase(elements_.begin() + static_cast<std::ptrdiff_t>(at));  // before a release that may throw
+    if (removed) removed->release();
     return 0;
   });
 }

@@ -19,7 +19,9 @@ class ArrayBuffer final : public array_buffer, public SmallObject {
   ArrayBuffer& operator=(const ArrayBuffer&) = delete;
 
   int addref() override { return count_.increment(); }
-  int release() override { return release_reference(this, count_); }
+  // The last release lets go of every element first; an element whose release throws
+  // becomes the last error, and the result is -1.
+  int release() override;
 
   int size() override;
   array_ref* get(int position) override;
@@ -32,7 +34,9 @@ class ArrayBuffer final : public array_buffer, public SmallObject {
  private:
   // The zero-based slot of a one-based position; throws past either end.
   std::size_t slot(int position) const;
-  void release_all() noexcept;
+  // Empties the list and releases every element, even past one whose release throws;
+  // then throws the first such exception.
+  void release_all();
 
   std::vector<array_ref*> elements_;
   RefCount count_;

@@ -110,7 +110,11 @@ array_ref* ArrayOperations::get_dimensions() {
 }
 
 int ArrayOperations::number_of_fields() {
-  return locked_call(-1, [&] { return kxGetNumberOfFields(native_access().get()); });
+  return locked_call(-1, [&] {
+    // Objects have fields of their own, but only a struct array's are counted here.
+    ArrayAccess native = native_access();
+    return kxGetClassID(native.get()) == kxSTRUCT_CLASS ? kxGetNumberOfFields(native.get()) : 0;
+  });
 }
 
 char_buffer* ArrayOperations::get_field_name(int field) {

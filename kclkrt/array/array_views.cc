@@ -47,10 +47,25 @@ void* ScalarData::element_address(const void* block) {
   return static_cast<char*>(const_cast<void*>(block)) + position_ * size;
 }
 
-const void* ScalarData::real_data() { return element_address(parent_->real_data()); }
-void* ScalarData::writable_real_data() { return element_address(parent_->writable_real_data()); }
+void ScalarData::require_dense_parent() {
+  // The parent may have been replaced by a sparse array since the view was made: its
+  // value block is no longer laid out by linear position.
+  ArrayAccess parent = parent_->native_access();
+  if (kxIsSparse(parent.get())) throw IndexOutOfBoundsException("Index exceeds matrix dimensions");
+}
+
+const void* ScalarData::real_data() {
+  require_dense_parent();
+  return element_address(parent_->real_data());
+}
+void* ScalarData::writable_real_data() {
+  require_dense_parent();
+  return element_address(parent_->writable_real_data());
+}
 void* ScalarData::imag_data() {
-  return real_only_ ? nullptr : element_address(parent_->imag_data());
+  if (real_only_) return nullptr;
+  require_dense_parent();
+  return element_address(parent_->imag_data());
 }
 
 ArrayAccess ScalarData::native_access() {
@@ -111,14 +126,19 @@ void ScalarData::make_native_complex() {
 
 void SparseData::locate() {
   ArrayAccess parent = parent_->native_access();
-  SparsePlace place = find_sparse_place(parent.get(), row_ - 1, column_ - 1);
+  const kxArray* a = parent.get();
+  // The parent may have been replaced since the view was made, by a dense array or a
+  // smaller one: the place must still be there.
+  if (!kxIsSparse(a) || row_ > kxGetM(a) || column_ > kxGetN(a))
+    throw IndexOutOfBoundsException("Index exceeds matrix dimensions");
+  SparsePlace place = find_sparse_place(a, row_ - 1, column_ - 1);
   position_ = place.position;
   stored_ = place.stored;
 }
 
 const void* SparseData::real_data() {
   locate();
-  return stored_ ? ScalarData::real_data() : zero_;
+  return stored_ ? element_address(parent_->real_data()) : zero_;
 }
 
 void* SparseData::writable_real_data() {
@@ -127,13 +147,13 @@ void* SparseData::writable_real_data() {
     position_ = insert_sparse_place(*parent_, row_ - 1, column_ - 1);
     stored_ = true;
   }
-  return ScalarData::writable_real_data();
+  return element_address(parent_->writable_real_data());
 }
 
 void* SparseData::imag_data() {
   if (real_only_) return nullptr;
   locate();
-  if (stored_) return ScalarData::imag_data();
+  if (stored_) return element_address(parent_->imag_data());
   return parent_->imag_data() ? zero_ : nullptr;
 }
 

@@ -68,6 +68,8 @@ class ScalarData : public ArrayData {
   // The address of this element in one of the parent's blocks; throws when the parent
   // has shrunk past it since the view was made.
   void* element_address(const void* block);
+  // Throws when the parent has become sparse since the view was made.
+  void require_dense_parent();
 
   uint32_t element_count_ = 1;
   std::size_t position_;

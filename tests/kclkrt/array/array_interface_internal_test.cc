@@ -4,9 +4,12 @@
 
 #include <cstdint>
 #include <cstring>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "array_support.h"
+#include "kclkrt/array/array_object.h"
 
 using namespace arraytest;
 
@@ -236,4 +239,251 @@ TEST(ArrayInterface, BothSpellingsBehaveAlike) {
   EXPECT_EQ(array_ref_set(first.get(), other.get()), array_handle_set(second.get(), other.get()));
   EXPECT_TRUE(array_ref_equals(first.get(), second.get()));
   EXPECT_TRUE(array_ref_equals(first.get(), other.get()));
+}
+
+// ---- Objects whose surroundings changed ------------------------------------------------
+
+namespace {
+
+// A 3-by-3 sparse double array storing 1 at (1,1), 5 at (3,2) and 7 at (2,3).
+Ref sparse_3x3(double at_3_2 = 5) {
+  int rows[] = {1, 3, 2}, cols[] = {1, 2, 3};
+  double values[] = {1, at_3_2, 7};
+  array_ref* a = nullptr;
+  return made(kclGetNumericSparse(&a, 3, rows, 3, cols, 3, values, nullptr, 3, 3, 3,
+                                  kxDOUBLE_CLASS, 0),
+              a);
+}
+
+Ref sparse_1x1() {
+  int one[] = {1};
+  double value[] = {4};
+  array_ref* a = nullptr;
+  return made(kclGetNumericSparse(&a, 1, one, 1, one, 1, value, nullptr, 1, 1, 1, kxDOUBLE_CLASS, 0),
+              a);
+}
+
+Ref int8_3x3() {  // 1, 2, ... 9 in storage order
+  array_ref* a = nullptr;
+  Ref m = made(kclGetNumericMatrix(&a, 3, 3, kxINT8_CLASS, 0), a);
+  const kxInt8 values[] = {1, 2, 3, 4, 5, 6, 7, 8, 9};
+  EXPECT_EQ(array_ref_set_numeric_kxInt8(m.get(), values, 9), 0);
+  return m;
+}
+
+Ref cell_3x3() { return cell(3, 3); }
+
+Ref struct_1x2() {
+  const char* fields[] = {"x", "y"};
+  array_ref* a = nullptr;
+  return made(kclGetStructMatrix(&a, 1, 2, 2, fields), a);
+}
+
+Ref object_with_fields(int nfields) {
+  const char* names[] = {"a", "b", "c"};
+  kxSize one[] = {1, 1};
+  array_ref* a = nullptr;
+  return made(kclkxArray2ArrayHandle(&a, kxCreateObjectArray("Point", 2, one, nfields, names)), a);
+}
+
+// A result as text: its value, or "fails: <message>" when it left a last error. A last
+// error comes only with the failure value; an object result is null exactly then.
+std::string outcome(bool failure_value, const std::string& value, bool null_object = false) {
+  const std::string error = last_error();
+  if (error == "<none>") {
+    EXPECT_FALSE(null_object) << "a null result without a last error";
+    return value;
+  }
+  EXPECT_TRUE(failure_value) << value << " with the last error " << error;
+  return "fails: " + error;
+}
+std::string outcome(int result) { return outcome(result == -1 || result == 0, std::to_string(result)); }
+std::string outcome(array_ref* result) {
+  Ref owned(result);
+  std::string text;
+  if (result) {
+    text = "array " + text_of(array_ref_to_string(result));
+    last_error();  // the display's own outcome is not the operation's
+  }
+  return outcome(result == nullptr, text, result == nullptr);
+}
+std::string outcome(char_buffer* result) {
+  return outcome(result == nullptr, result ? text_of(result) : "", result == nullptr);
+}
+
+// The value at the view, read as a double, or its failure.
+std::string read_double(array_ref* view) {
+  double value = -1;
+  const int status = array_ref_get_numeric_kxDouble(view, &value, 1);
+  return outcome(status == -1, std::to_string(value));
+}
+
+// Every operation of the interface on `a`, each outcome as text.
+std::vector<std::string> every_operation(array_ref* a) {
+  Ref other = scalar(2);
+  const int one[] = {1};
+  const double value = 3;
+  std::vector<std::string> outcomes = {
+      outcome(array_ref_classID(a)), outcome(array_ref_deep_copy(a)),
+      outcome(array_ref_element_size(a)), outcome(array_ref_number_of_elements(a)),
+      outcome(array_ref_number_of_nonzeros(a)), outcome(array_ref_maximum_nonzeros(a)),
+      outcome(array_ref_number_of_dimensions(a)), outcome(array_ref_get_dimensions(a)),
+      outcome(array_ref_number_of_fields(a)), outcome(array_ref_get_field_name(a, 1)),
+      outcome(array_ref_is_empty(a)), outcome(array_ref_is_sparse(a)),
+      outcome(array_ref_is_numeric(a)), outcome(array_ref_is_complex(a)),
+      outcome(array_ref_equals(a, other.get())), outcome(array_ref_compare_to(a, other.get())),
+      outcome(array_ref_hash_code(a)), outcome(array_ref_to_string(a)),
+      outcome(array_ref_row_index(a)), outcome(array_ref_column_index(a)),
+      outcome(array_ref_get_int(a, 1, one)), outcome(array_ref_get_const_char(a, "x", 1, one)),
+      outcome(array_ref_real(a)), outcome(array_ref_imag(a)),
+      outcome(array_ref_set_numeric_kxDouble(a, &value, 1)), outcome(array_ref_set(a, other.get())),
+      outcome(array_ref_make_complex(a))};
+  Ref copy(array_ref_shared_copy(a));
+  outcomes.push_back(outcome(copy == nullptr, "copied", copy == nullptr));
+  if (copy) outcomes.push_back(read_double(copy.get()));
+  // Left outside the error capture on element views: a failure comes as an exception.
+  try {
+    outcomes.push_back(outcome(array_ref_serialize(a)));
+  } catch (const std::exception& e) {
+    outcomes.push_back(std::string("throws: ") + e.what());
+  }
+  return outcomes;
+}
+
+}  // namespace
+
+TEST(ArrayInterface, ElementViewsOfAReplacedParentFailOrReachItsCurrentElement) {
+  const std::string gone = "fails: Index exceeds matrix dimensions";
+  struct Case {
+    const char* what;
+    Ref (*parent)();
+    std::vector<int> subscripts;
+    Ref (*replacement)();
+    std::string read;  // through the view, once the parent was replaced
+  };
+  const Case cases[] = {
+      {"sparse view, dense parent", [] { return sparse_3x3(); }, {3, 2},
+       [] { return counting_matrix(3, 3); }, gone},
+      {"sparse view, 1x1 sparse parent", [] { return sparse_3x3(); }, {3, 2}, sparse_1x1, gone},
+      {"unstored sparse view, 1x1 sparse parent", [] { return sparse_3x3(); }, {2, 2}, sparse_1x1,
+       gone},
+      {"linear sparse view, 1x1 sparse parent", [] { return sparse_3x3(); }, {6}, sparse_1x1, gone},
+      {"sparse view, cell parent", [] { return sparse_3x3(); }, {3, 2}, cell_3x3,
+       "fails: Cannot convert type: cell to type: numeric"},
+      {"sparse view, same-sized sparse parent", [] { return sparse_3x3(); }, {3, 2},
+       [] { return sparse_3x3(9); }, "9.000000"},
+      {"dense view, sparse parent", [] { return counting_matrix(3, 3); }, {3, 2},
+       [] { return sparse_3x3(); }, gone},
+      {"dense view, smaller parent", [] { return counting_matrix(3, 3); }, {3, 2},
+       [] { return counting_matrix(2, 2); }, gone},
+      {"dense view, int8 parent", [] { return counting_matrix(3, 3); }, {3, 2}, int8_3x3,
+       "6.000000"},
+      {"dense view, cell parent", [] { return counting_matrix(3, 3); }, {3, 2}, cell_3x3,
+       "fails: Cannot convert type: cell to type: numeric"},
+      // A cell or struct element view holds the container it was taken from.
+      {"cell view, dense parent", cell_3x3, {3, 2}, [] { return counting_matrix(3, 3); },
+       "fails: Index out of bounds"},
+      {"struct view, sparse parent", struct_1x2, {1, 2}, [] { return sparse_3x3(); },
+       "fails: Cannot convert type: struct to type: numeric"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    Ref parent = c.parent();
+    Ref view(array_ref_get_int(parent.get(), static_cast<int>(c.subscripts.size()),
+                               c.subscripts.data()));
+    ASSERT_NE(view, nullptr) << last_error();
+    ASSERT_EQ(array_ref_set(parent.get(), c.replacement().get()), 0) << last_error();
+    EXPECT_EQ(read_double(view.get()), c.read);
+    every_operation(view.get());
+    // The parent itself is whole after all that.
+    EXPECT_NE(outcome(array_ref_to_string(parent.get())).substr(0, 6), "fails:");
+  }
+}
+
+TEST(ArrayInterface, FieldsAreCountedForStructArraysOnly) {
+  struct Case {
+    const char* what;
+    Ref array;
+    int fields;
+  };
+  Case cases[] = {
+      {"struct with two fields", struct_1x2(), 2},
+      {"object with three fields", object_with_fields(3), 0},
+      {"object without fields", object_with_fields(0), 0},
+      {"cell", cell(1, 2), 0},
+      {"double", counting_matrix(2, 2), 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    EXPECT_EQ(array_ref_number_of_fields(c.array.get()), c.fields);
+    EXPECT_EQ(last_error(), "<none>");
+  }
+}
+
+namespace {
+
+// An array whose release throws once its reference is dropped.
+template <class Thrown>
+class ThrowingRelease final : public kcl::ArrayRef {
+ public:
+  explicit ThrowingRelease(Thrown thrown) : ArrayRef(kxCreateDoubleScalar(1)), thrown_(thrown) {}
+  int release() override {
+    Thrown thrown = thrown_;  // the object may be gone after the release below
+    ArrayRef::release();
+    throw thrown;
+  }
+
+ private:
+  Thrown thrown_;
+};
+
+struct NotStandard {};
+
+}  // namespace
+
+TEST(ArrayInterface, ListsWhoseElementsFailToReleaseReportIt) {
+  struct Case {
+    const char* what;
+    array_ref* (*element)();
+    std::string error;
+  };
+  const Case cases[] = {
+      {"standard exception",
+       []() -> array_ref* { return new ThrowingRelease<std::runtime_error>(std::runtime_error("gone")); },
+       "gone"},
+      {"exception of no standard type",
+       []() -> array_ref* { return new ThrowingRelease<NotStandard>(NotStandard{}); },
+       "Unexpected error thrown"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    for (const char* ending : {"release", "clear", "remove"}) {
+      SCOPED_TRACE(ending);
+      array_buffer* list = nullptr;
+      ASSERT_EQ(kclcppGetArrayBuffer(&list, 2), 0);
+      array_ref* element = c.element();
+      Ref plain = scalar(1);
+      ASSERT_EQ(array_buffer_add(list, element), 0);
+      ASSERT_EQ(array_buffer_add(list, plain.get()), 0);
+      try {
+        element->release();  // the list's reference is the last
+      } catch (...) {
+      }
+      const std::string name = ending;
+      if (name == "release") {
+        EXPECT_EQ(ref_count_obj_release(list), -1);
+      } else {
+        EXPECT_EQ(name == "clear" ? array_buffer_clear(list) : array_buffer_remove(list, 1), -1);
+        EXPECT_EQ(last_error(), c.error);
+        EXPECT_EQ(array_buffer_size(list), name == "clear" ? 0 : 1);
+        EXPECT_EQ(ref_count_obj_release(list), 0);
+      }
+      if (name == "release") {
+        EXPECT_EQ(last_error(), c.error);
+      }
+      // The other element was let go of all the same.
+      EXPECT_EQ(plain->addref(), 2);
+      plain->release();
+    }
+  }
 }

@@ -36,13 +36,14 @@ const char* kclGetInstanceCWD(krtInstance* instance) {
 }
 
 bool kclWhich(krtInstance* instance, const char* name, char* buf, int buflen) {
-  if (!instance || !name || !buf || buflen < 1) return false;
+  if (!instance || !name || !buf || buflen < 0) return false;
   return kcl::guarded_call(false, [&] {
     kcl::OwnedArray query(kxCreateString(name));
     kxArray* input = query.get();
     kxArray* answer = nullptr;
     if (!kclFeval(instance, "which", 1, &answer, 1, &input)) return false;
     kcl::OwnedArray owned_answer(answer);
+    if (buflen == 0) return true;  // no room: nothing to copy, and no failure
     buf[0] = '\0';
     kxGetString(answer, buf, static_cast<size_t>(buflen));
     return true;

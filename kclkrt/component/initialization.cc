@@ -6,6 +6,7 @@
 #include <mutex>
 #include <string>
 
+#include "ds/directory.h"
 #include "ds/errors.h"
 #include "ds/module_path.h"
 #include "kar/kar.h"
@@ -16,6 +17,7 @@
 #include "kclkrt/component/component_directory.h"
 #include "kclkrt/component/component_extractor.h"
 #include "kclkrt/component/component_runtime.h"
+#include "kclkrt/component/extraction_check.h"
 #include "kclkrt/component/local_extraction.h"
 #include "kclkrt/component/preferences.h"
 #include "kclkrt/errors/boundary.h"
@@ -86,6 +88,10 @@ unsigned initialize_local(const Request& request) {
   LocalExtraction job;
   job.name = name;
   job.key = text_of(data.component_key);
+  job.intact = [&data](const std::string& extraction) {
+    // A start also needs the preferences template; only a damaged extraction lacks it.
+    return extraction_intact(extraction, data) && dsIsDirectory((extraction + "/.korel").c_str());
+  };
   job.archive = directory + "/" + name + ".kar";
   job.directory = directory + (directory.back() == '/' ? "" : "/") + name + "_krt";
   if (data.extraction_sub_path && *data.extraction_sub_path) job.directory += "/" + text_of(data.extraction_sub_path);
@@ -95,6 +101,10 @@ unsigned initialize_local(const Request& request) {
   }
   if (!extract_under_lock(job)) {
     kclPrintErrorMsg(KCLKRT_ERROR_INITIALIZING_KAR);
+    return 0;
+  }
+  if (native_functions_blocked(job.directory, data)) {
+    kclPrintErrorMsg(KCLKRT_NOEXEC_EXTRACTION, job.directory.c_str());
     return 0;
   }
   const std::string preferences = preferences_directory(job.key);
@@ -128,6 +138,10 @@ unsigned initialize_cached(const Request& request, kclComponentOptions& options)
     return 0;
   } catch (const kclCacheExtractionError&) {
     kclPrintErrorMsg(KCLKRT_CACHE_ACCESS_ERROR);
+    return 0;
+  }
+  if (native_functions_blocked(entry->directory(), *request.data)) {
+    kclPrintErrorMsg(KCLKRT_NOEXEC_CACHE, entry->directory().c_str());
     return 0;
   }
   krtInstance* instance = create_runtime(request, entry->directory(), entry->directory() + "/.korel");

@@ -2,23 +2,23 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "ds/directory.h"
-#include "ds/directory_exclusive_lock.h"
-#include "ds/errors.h"
 #include "ds/path.h"
 #include "kar/kar.h"
+#include "kclkrt/component/extraction_lock.h"
+#include "kclkrt/component/staging_directory.h"
 #include "kclkrt/errors/error_output.h"
 #include "kclkrt/errors/message_catalog.h"
 #include "kclkrt/errors/warnings.h"
@@ -28,11 +28,11 @@
 namespace kcl {
 namespace {
 
-using Tenbrook::System::TimeUnit;
-
 constexpr const char* kExtractWarning = "KRT:Extract";
 // Names longer than this also have their entries cleared under this many characters.
 constexpr std::size_t kShortNameLength = 12;
+// Rounds of putting an extraction into place while other processes change what is there.
+constexpr int kPlaceAttempts = 4;
 
 std::vector<std::string> path_elements(const std::string& path) {
   std::vector<std::string> elements;
@@ -49,8 +49,23 @@ std::vector<std::string> path_elements(const std::string& path) {
   return elements;
 }
 
-// True when `directory` exists and holds at least one entry: the directory the lock
-// makes is empty and does not count as an extraction.
+std::filesystem::path without_trailing_separator(const std::string& directory) {
+  std::filesystem::path path(directory);
+  return path.has_filename() ? path : path.parent_path();
+}
+
+std::string parent_of(const std::string& directory) {
+  const std::filesystem::path path = without_trailing_separator(directory);
+  return path.has_parent_path() ? path.parent_path().string() : ".";
+}
+
+// A directory itself, not a link to one.
+bool is_real_directory(const std::string& path) {
+  struct stat status;
+  return ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// True when `directory` holds at least one entry.
 bool holds_entries(const std::string& directory) {
   std::unique_ptr<DIR, int (*)(DIR*)> dir(::opendir(directory.c_str()), &::closedir);
   if (!dir) return false;
@@ -60,9 +75,11 @@ bool holds_entries(const std::string& directory) {
   return false;
 }
 
-bool up_to_date(const LocalExtraction& job) {
-  return holds_entries(job.directory) && !job.key.empty() &&
-         dsIsDirectory((job.directory + "/" + job.key).c_str());
+// Up to date by its marker, the directory named by the component key, and intact. An
+// archive holds no links, so neither may be one.
+bool current(const LocalExtraction& job) {
+  return !job.key.empty() && is_real_directory(job.directory) &&
+         is_real_directory(job.directory + "/" + job.key) && (!job.intact || job.intact(job.directory));
 }
 
 // Removes the entries of `directory` whose names begin with `prefix`.
@@ -80,121 +97,69 @@ void remove_stale_entries(const std::string& directory, const std::string& prefi
   for (const std::string& match : matches) remove_directory_tree(match, /*report_failures=*/true);
 }
 
-// The process's file-creation mask, read without changing it (umask(2) cannot).
-mode_t creation_mask() {
-  std::ifstream status("/proc/self/status");
-  std::string line;
-  while (std::getline(status, line)) {
-    if (line.rfind("Umask:", 0) == 0) return static_cast<mode_t>(std::strtoul(line.c_str() + 6, nullptr, 8));
-  }
-  return 022;
-}
-
-// Holds the extraction directory's exclusive lock, unless locking is inhibited or the
-// lock could not be had in time (then extraction goes ahead without it, as told).
-class ExtractionLock {
+// Holds the extraction's exclusive lock, unless locking is inhibited or the lock could
+// not be had in time (then extraction goes ahead without it, as told).
+class ExtractionGuard {
  public:
-  ExtractionLock(const LocalExtraction& job, TextHandler handler) {
+  ExtractionGuard(const LocalExtraction& job, TextHandler handler) {
     if (std::getenv("KRT_INHIBIT_KAR_LOCK") != nullptr) return;
-    lock_ = std::make_unique<dsDirectoryExclusiveLock>(job.directory, "");
-    bool acquired = false;
-    try {
-      acquired = lock_->acquire(0, TimeUnit::sSeconds(), false);
-    } catch (const dsNoSuchDirectory&) {
-      karMakeDir(job.directory.c_str());
-    }
-    if (!acquired) acquired = lock_->acquire(job.lock_wait, job.lock_wait_unit, false);
-    if (!acquired) {
-      print_warning_message(handler, "KRT:KarLockWaitTimedOut", KCLKRT_KAR_LOCK_WAIT_TIMED_OUT);
-      print_warning_message(handler, "KRT:ExtractNotExclusive", KCLKRT_KAR_EXTRACT_NOT_EXCLUSIVE);
-    }
+    lock_.emplace(job.directory);
+    if (lock_->acquire(job.lock_wait_unit.duration(job.lock_wait))) return;
+    print_warning_message(handler, "KRT:KarLockWaitTimedOut", KCLKRT_KAR_LOCK_WAIT_TIMED_OUT);
+    print_warning_message(handler, "KRT:ExtractNotExclusive", KCLKRT_KAR_EXTRACT_NOT_EXCLUSIVE);
   }
-  ~ExtractionLock() {
-    if (lock_ && lock_->isAcquired()) lock_->release(Tenbrook::System::kWaitForever, TimeUnit::sSeconds());
-  }
-  ExtractionLock(const ExtractionLock&) = delete;
-  ExtractionLock& operator=(const ExtractionLock&) = delete;
+  bool held() const { return lock_ && lock_->held(); }
 
  private:
-  std::unique_ptr<dsDirectoryExclusiveLock> lock_;
+  std::optional<ExtractionLock> lock_;
 };
 
-// A read lock on a directory, held by the process that extracts into it: how a staging
-// directory in use is told from one left by a process that died.
-class StagingMark {
- public:
-  explicit StagingMark(const std::string& directory)
-      : fd_(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)) {
-    struct flock request = {};
-    request.l_type = F_RDLCK;
-    request.l_whence = SEEK_SET;
-    if (fd_ >= 0) ::fcntl(fd_, F_OFD_SETLK, &request);
-  }
-  ~StagingMark() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-  StagingMark(const StagingMark&) = delete;
-  StagingMark& operator=(const StagingMark&) = delete;
-
-  static bool in_use(const std::string& directory) {
-    int fd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    if (fd < 0) return true;  // not ours to judge
-    struct flock probe = {};
-    probe.l_type = F_WRLCK;
-    probe.l_whence = SEEK_SET;
-    const bool used = ::fcntl(fd, F_OFD_GETLK, &probe) != 0 || probe.l_type != F_UNLCK;
-    ::close(fd);
-    return used;
-  }
-
- private:
-  int fd_;
-};
-
-// Removes the staging directories in `parent` named `prefix` and six characters that
-// nobody extracts into: each is what a process killed while extracting left behind, and
-// would otherwise stay for good. A process marks its staging directory right after
-// making it; only an extraction going without the lock could be caught in between.
-void remove_abandoned_staging(const std::string& parent, const std::string& prefix) {
-  std::vector<std::string> abandoned;
-  {
-    std::unique_ptr<DIR, int (*)(DIR*)> dir(::opendir(parent.c_str()), &::closedir);
-    if (!dir) return;
-    while (const dirent* entry = ::readdir(dir.get())) {
-      const std::string name = entry->d_name;
-      if (name.size() == prefix.size() + 6 && name.compare(0, prefix.size(), prefix) == 0)
-        abandoned.push_back(parent + "/" + name);
-    }
-  }
-  for (const std::string& path : abandoned)
-    if (!StagingMark::in_use(path)) remove_directory_tree(path, /*report_failures=*/false);
+void report_not_placed(const LocalExtraction& job, int error) {
+  internal_error_output(("Could not move the extracted archive into '" + job.directory + "'. Reason: '" +
+                         std::strerror(error) + "'\n")
+                            .c_str());
 }
 
-// Extracts beside the target and renames the result into place, so that no process,
+// Puts the extraction in `staging` where `job.directory` says: renamed over nothing or
+// an empty directory; otherwise swapped in one step with what stands there (an old or
+// damaged extraction, a link, a file), which is then removed from the staging name: a
+// link itself, never what it leads to. Without the lock another process may have put
+// a current extraction there first, which is kept.
+bool place_extraction(const StagingDirectory& staging, const LocalExtraction& job) {
+  const char* from = staging.path().c_str();
+  const char* to = job.directory.c_str();
+  int error = 0;
+  for (int attempt = 0; attempt < kPlaceAttempts; ++attempt) {
+    if (::rename(from, to) == 0) return true;
+    error = errno;
+    if (error != ENOTEMPTY && error != EEXIST && error != ENOTDIR) break;
+    if (current(job)) return true;
+    if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_EXCHANGE) == 0) {
+      remove_directory_tree(staging.path(), /*report_failures=*/false);
+      return true;
+    }
+    error = errno;
+    if (error == ENOENT) continue;  // gone meanwhile: the rename can do
+    if (error != EINVAL && error != ENOSYS) break;
+    // A file system that cannot swap: what is in the way goes first.
+    if (!remove_directory_tree(job.directory, /*report_failures=*/false)) break;
+  }
+  report_not_placed(job, error);
+  return false;
+}
+
+// Extracts beside the target and puts the result into place, so that no process,
 // locked or not, ever sees a half-extracted directory as an extraction.
 bool extract_into_place(const LocalExtraction& job) {
-  const std::filesystem::path target(job.directory);
-  const std::string parent = target.has_parent_path() ? target.parent_path().string() : ".";
-  if (!dsIsDirectory(parent.c_str()) && karMakeDir(parent.c_str()) != 1) return false;
-  const std::string prefix = "." + target.filename().string() + ".extract-";
+  const std::string parent = parent_of(job.directory);
+  const std::string prefix = "." + without_trailing_separator(job.directory).filename().string() + ".extract-";
   remove_abandoned_staging(parent, prefix);
-  std::string staging = parent + "/" + prefix + "XXXXXX";
-  if (::mkdtemp(staging.data()) == nullptr) {
-    kclPrintErrorMsg(KCLKRT_COULD_NOT_CREATE_DIR, staging.c_str());
+  const StagingDirectory staging(parent, prefix);
+  if (!staging) {
+    kclPrintErrorMsg(KCLKRT_COULD_NOT_CREATE_DIR, (parent + "/" + prefix + "XXXXXX").c_str());
     return false;
   }
-  const StagingMark mark(staging);
-  ::chmod(staging.c_str(), 0777 & ~creation_mask());
-  bool extracted = karrtExtractKar(job.archive.c_str(), staging.c_str());
-  if (extracted && ::rename(staging.c_str(), job.directory.c_str()) != 0) {
-    // Without the lock another process may have put its extraction there first.
-    extracted = up_to_date(job);
-    if (!extracted)
-      internal_error_output(("Could not move the extracted archive into '" + job.directory +
-                             "'. Reason: '" + std::strerror(errno) + "'\n").c_str());
-  }
-  remove_directory_tree(staging, /*report_failures=*/false);  // gone already after a rename
-  return extracted;
+  return karrtExtractKar(job.archive.c_str(), staging.path().c_str()) && place_extraction(staging, job);
 }
 
 }  // namespace
@@ -224,15 +189,19 @@ bool extract_under_lock(const LocalExtraction& job) {
     kclPrintErrorMsg(KCLKRT_CANNOT_FIND_KAR_ARCHIVE, job.archive.c_str());
     return false;
   }
-  // An up-to-date extraction is only ever read, so it needs no lock: a start of a
-  // component installed where its user cannot write still works.
-  if (up_to_date(job)) return true;
+  // A current extraction is only ever read, so it needs no lock: a start of a component
+  // installed where its user cannot write still works.
+  if (current(job)) return true;
 
+  // The lock file and the staging directories go beside the extraction.
+  const std::string parent = parent_of(job.directory);
+  if (!dsIsDirectory(parent.c_str()) && karMakeDir(parent.c_str()) != 1) return false;
   TextHandler handler = current_print_handler();
-  ExtractionLock lock(job, handler);
-  const bool extraction_exists = holds_entries(job.directory);
-  if (extraction_exists) {
-    if (up_to_date(job)) return true;  // another process extracted it while we waited
+  ExtractionGuard lock(job, handler);
+  if (current(job)) return true;  // another process extracted it while we waited
+  // Nobody else extracts while the lock is held: an out-of-date or damaged extraction
+  // is cleared first. Without the lock it is swapped out whole when the new one is in.
+  if (lock.held() && is_real_directory(job.directory) && holds_entries(job.directory)) {
     if (job.name.size() > kShortNameLength) remove_stale_entries(job.directory, job.name.substr(0, kShortNameLength));
     remove_stale_entries(job.directory, job.name);
     if (!remove_directory_tree(job.directory, /*report_failures=*/true))

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -245,184 +246,141 @@ TEST(ArrayInterface, BothSpellingsBehaveAlike) {
 
 namespace {
 
-// A 3-by-3 sparse double array storing 1 at (1,1), 5 at (3,2) and 7 at (2,3).
-Ref sparse_3x3(double at_3_2 = 5) {
-  int rows[] = {1, 3, 2}, cols[] = {1, 2, 3};
-  double values[] = {1, at_3_2, 7};
+// An m-by-n sparse double array storing the values at the one-based (row, column)s.
+Ref sparse(int m, int n, std::vector<int> rows, std::vector<int> cols, std::vector<double> values) {
   array_ref* a = nullptr;
-  return made(kclGetNumericSparse(&a, 3, rows, 3, cols, 3, values, nullptr, 3, 3, 3,
+  const int k = static_cast<int>(values.size());
+  return made(kclGetNumericSparse(&a, k, rows.data(), k, cols.data(), k, values.data(), nullptr, m, n, k,
                                   kxDOUBLE_CLASS, 0),
               a);
 }
+Ref sparse_3x3() { return sparse(3, 3, {1, 3, 2}, {1, 2, 3}, {1, 5, 7}); }
+Ref dense_3x3() { return counting_matrix(3, 3); }
 
-Ref sparse_1x1() {
-  int one[] = {1};
-  double value[] = {4};
+Ref with_fields(bool object, int nfields) {
+  const char* names[] = {"x", "y", "z"};
+  kxSize one[] = {1, 1};
   array_ref* a = nullptr;
-  return made(kclGetNumericSparse(&a, 1, one, 1, one, 1, value, nullptr, 1, 1, 1, kxDOUBLE_CLASS, 0),
+  return made(kclkxArray2ArrayHandle(&a, object ? kxCreateObjectArray("Point", 2, one, nfields, names)
+                                                : kxCreateStructArray(2, one, nfields, names)),
               a);
 }
 
-Ref int8_3x3() {  // 1, 2, ... 9 in storage order
-  array_ref* a = nullptr;
-  Ref m = made(kclGetNumericMatrix(&a, 3, 3, kxINT8_CLASS, 0), a);
-  const kxInt8 values[] = {1, 2, 3, 4, 5, 6, 7, 8, 9};
-  EXPECT_EQ(array_ref_set_numeric_kxInt8(m.get(), values, 9), 0);
-  return m;
-}
-
-Ref cell_3x3() { return cell(3, 3); }
-
-Ref struct_1x2() {
-  const char* fields[] = {"x", "y"};
-  array_ref* a = nullptr;
-  return made(kclGetStructMatrix(&a, 1, 2, 2, fields), a);
-}
-
-Ref object_with_fields(int nfields) {
-  const char* names[] = {"a", "b", "c"};
-  kxSize one[] = {1, 1};
-  array_ref* a = nullptr;
-  return made(kclkxArray2ArrayHandle(&a, kxCreateObjectArray("Point", 2, one, nfields, names)), a);
-}
-
-// A result as text: its value, or "fails: <message>" when it left a last error. A last
-// error comes only with the failure value; an object result is null exactly then.
-std::string outcome(bool failure_value, const std::string& value, bool null_object = false) {
+// After an operation: a last error comes only with the failure value, and an object
+// result is null exactly when there is one. The error's text, or "" for none.
+std::string reported(bool failure_value, bool null_object = false) {
   const std::string error = last_error();
   if (error == "<none>") {
     EXPECT_FALSE(null_object) << "a null result without a last error";
-    return value;
+    return "";
   }
-  EXPECT_TRUE(failure_value) << value << " with the last error " << error;
-  return "fails: " + error;
-}
-std::string outcome(int result) { return outcome(result == -1 || result == 0, std::to_string(result)); }
-std::string outcome(array_ref* result) {
-  Ref owned(result);
-  std::string text;
-  if (result) {
-    text = "array " + text_of(array_ref_to_string(result));
-    last_error();  // the display's own outcome is not the operation's
-  }
-  return outcome(result == nullptr, text, result == nullptr);
-}
-std::string outcome(char_buffer* result) {
-  return outcome(result == nullptr, result ? text_of(result) : "", result == nullptr);
+  EXPECT_TRUE(failure_value) << "the last error " << error << " with a result";
+  return error;
 }
 
-// The value at the view, read as a double, or its failure.
+// The value at the view as a double, or "fails: <message>".
 std::string read_double(array_ref* view) {
   double value = -1;
   const int status = array_ref_get_numeric_kxDouble(view, &value, 1);
-  return outcome(status == -1, std::to_string(value));
+  const std::string error = reported(status == -1);
+  return error.empty() ? std::to_string(value) : "fails: " + error;
 }
 
-// Every operation of the interface on `a`, each outcome as text.
-std::vector<std::string> every_operation(array_ref* a) {
+// Every operation of the interface on `a`, each checked to report as it should.
+void every_operation(array_ref* a) {
   Ref other = scalar(2);
   const int one[] = {1};
   const double value = 3;
-  std::vector<std::string> outcomes = {
-      outcome(array_ref_classID(a)), outcome(array_ref_deep_copy(a)),
-      outcome(array_ref_element_size(a)), outcome(array_ref_number_of_elements(a)),
-      outcome(array_ref_number_of_nonzeros(a)), outcome(array_ref_maximum_nonzeros(a)),
-      outcome(array_ref_number_of_dimensions(a)), outcome(array_ref_get_dimensions(a)),
-      outcome(array_ref_number_of_fields(a)), outcome(array_ref_get_field_name(a, 1)),
-      outcome(array_ref_is_empty(a)), outcome(array_ref_is_sparse(a)),
-      outcome(array_ref_is_numeric(a)), outcome(array_ref_is_complex(a)),
-      outcome(array_ref_equals(a, other.get())), outcome(array_ref_compare_to(a, other.get())),
-      outcome(array_ref_hash_code(a)), outcome(array_ref_to_string(a)),
-      outcome(array_ref_row_index(a)), outcome(array_ref_column_index(a)),
-      outcome(array_ref_get_int(a, 1, one)), outcome(array_ref_get_const_char(a, "x", 1, one)),
-      outcome(array_ref_real(a)), outcome(array_ref_imag(a)),
-      outcome(array_ref_set_numeric_kxDouble(a, &value, 1)), outcome(array_ref_set(a, other.get())),
-      outcome(array_ref_make_complex(a))};
+  auto number = [](int result) { reported(result == -1 || result == 0); };
+  auto object = [](ref_count_obj* result) {
+    reported(result == nullptr, result == nullptr);
+    if (result) result->release();
+  };
+  number(array_ref_classID(a)), object(array_ref_deep_copy(a)), number(array_ref_element_size(a));
+  number(array_ref_number_of_elements(a)), number(array_ref_number_of_nonzeros(a));
+  number(array_ref_maximum_nonzeros(a)), number(array_ref_number_of_dimensions(a));
+  object(array_ref_get_dimensions(a)), number(array_ref_number_of_fields(a));
+  object(array_ref_get_field_name(a, 1)), number(array_ref_is_empty(a)), number(array_ref_is_sparse(a));
+  number(array_ref_is_numeric(a)), number(array_ref_is_complex(a)), number(array_ref_equals(a, other.get()));
+  number(array_ref_compare_to(a, other.get())), number(array_ref_hash_code(a)), object(array_ref_to_string(a));
+  object(array_ref_row_index(a)), object(array_ref_column_index(a)), object(array_ref_get_int(a, 1, one));
+  object(array_ref_get_const_char(a, "x", 1, one)), object(array_ref_real(a)), object(array_ref_imag(a));
+  number(array_ref_set_numeric_kxDouble(a, &value, 1)), number(array_ref_set(a, other.get()));
+  number(array_ref_make_complex(a));
   Ref copy(array_ref_shared_copy(a));
-  outcomes.push_back(outcome(copy == nullptr, "copied", copy == nullptr));
-  if (copy) outcomes.push_back(read_double(copy.get()));
-  // Left outside the error capture on element views: a failure comes as an exception.
-  try {
-    outcomes.push_back(outcome(array_ref_serialize(a)));
-  } catch (const std::exception& e) {
-    outcomes.push_back(std::string("throws: ") + e.what());
+  reported(copy == nullptr, copy == nullptr);
+  if (copy) read_double(copy.get());
+  try {  // outside the error capture on element views: a failure comes as an exception
+    object(array_ref_serialize(a));
+  } catch (const std::exception&) {
   }
-  return outcomes;
 }
 
 }  // namespace
 
 TEST(ArrayInterface, ElementViewsOfAReplacedParentFailOrReachItsCurrentElement) {
   const std::string gone = "fails: Index exceeds matrix dimensions";
+  const std::string cell_read = "fails: Cannot convert type: cell to type: numeric";
+  auto one_by_one = [] { return sparse(1, 1, {1}, {1}, {4}); };
+  auto cells = [] { return cell(3, 3); };
   struct Case {
     const char* what;
-    Ref (*parent)();
+    std::function<Ref()> parent;
     std::vector<int> subscripts;
-    Ref (*replacement)();
+    std::function<Ref()> replacement;
     std::string read;  // through the view, once the parent was replaced
   };
   const Case cases[] = {
-      {"sparse view, dense parent", [] { return sparse_3x3(); }, {3, 2},
-       [] { return counting_matrix(3, 3); }, gone},
-      {"sparse view, 1x1 sparse parent", [] { return sparse_3x3(); }, {3, 2}, sparse_1x1, gone},
-      {"unstored sparse view, 1x1 sparse parent", [] { return sparse_3x3(); }, {2, 2}, sparse_1x1,
-       gone},
-      {"linear sparse view, 1x1 sparse parent", [] { return sparse_3x3(); }, {6}, sparse_1x1, gone},
-      {"sparse view, cell parent", [] { return sparse_3x3(); }, {3, 2}, cell_3x3,
-       "fails: Cannot convert type: cell to type: numeric"},
-      {"sparse view, same-sized sparse parent", [] { return sparse_3x3(); }, {3, 2},
-       [] { return sparse_3x3(9); }, "9.000000"},
-      {"dense view, sparse parent", [] { return counting_matrix(3, 3); }, {3, 2},
-       [] { return sparse_3x3(); }, gone},
-      {"dense view, smaller parent", [] { return counting_matrix(3, 3); }, {3, 2},
-       [] { return counting_matrix(2, 2); }, gone},
-      {"dense view, int8 parent", [] { return counting_matrix(3, 3); }, {3, 2}, int8_3x3,
-       "6.000000"},
-      {"dense view, cell parent", [] { return counting_matrix(3, 3); }, {3, 2}, cell_3x3,
-       "fails: Cannot convert type: cell to type: numeric"},
+      {"sparse view, dense parent", sparse_3x3, {3, 2}, dense_3x3, gone},
+      {"sparse view, 1x1 sparse parent", sparse_3x3, {3, 2}, one_by_one, gone},
+      {"unstored sparse view, 1x1 sparse parent", sparse_3x3, {2, 2}, one_by_one, gone},
+      {"linear sparse view, 1x1 sparse parent", sparse_3x3, {6}, one_by_one, gone},
+      {"sparse view, cell parent", sparse_3x3, {3, 2}, cells, cell_read},
+      {"sparse view, same-sized sparse parent", sparse_3x3, {3, 2},
+       [] { return sparse(3, 3, {3}, {2}, {9}); }, "9.000000"},
+      {"dense view, sparse parent", dense_3x3, {3, 2}, sparse_3x3, gone},
+      {"dense view, smaller parent", dense_3x3, {3, 2}, [] { return counting_matrix(2, 2); }, gone},
+      {"dense view, single parent", dense_3x3, {3, 2},
+       [] {
+         array_ref* a = nullptr;
+         Ref m = made(kclGetNumericMatrix(&a, 3, 3, kxSINGLE_CLASS, 0), a);
+         const float values[] = {1, 2, 3, 4, 5, 6.5f, 7, 8, 9};
+         EXPECT_EQ(array_ref_set_numeric_kxSingle(m.get(), values, 9), 0);
+         return m;
+       },
+       "6.500000"},
+      {"dense view, cell parent", dense_3x3, {3, 2}, cells, cell_read},
       // A cell or struct element view holds the container it was taken from.
-      {"cell view, dense parent", cell_3x3, {3, 2}, [] { return counting_matrix(3, 3); },
-       "fails: Index out of bounds"},
-      {"struct view, sparse parent", struct_1x2, {1, 2}, [] { return sparse_3x3(); },
+      {"cell view, dense parent", cells, {3, 2}, dense_3x3, "fails: Index out of bounds"},
+      {"struct view, sparse parent", [] { return with_fields(false, 2); }, {1, 1}, sparse_3x3,
        "fails: Cannot convert type: struct to type: numeric"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
     Ref parent = c.parent();
-    Ref view(array_ref_get_int(parent.get(), static_cast<int>(c.subscripts.size()),
-                               c.subscripts.data()));
+    Ref view(array_ref_get_int(parent.get(), static_cast<int>(c.subscripts.size()), c.subscripts.data()));
     ASSERT_NE(view, nullptr) << last_error();
     ASSERT_EQ(array_ref_set(parent.get(), c.replacement().get()), 0) << last_error();
     EXPECT_EQ(read_double(view.get()), c.read);
     every_operation(view.get());
-    // The parent itself is whole after all that.
-    EXPECT_NE(outcome(array_ref_to_string(parent.get())).substr(0, 6), "fails:");
+    every_operation(parent.get());  // the parent is whole after all that
   }
 }
 
 TEST(ArrayInterface, FieldsAreCountedForStructArraysOnly) {
-  struct Case {
-    const char* what;
-    Ref array;
-    int fields;
+  const std::pair<Ref, int> cases[] = {
+      {with_fields(false, 2), 2}, {with_fields(true, 3), 0}, {with_fields(true, 0), 0},
+      {cell(1, 2), 0},           {counting_matrix(2, 2), 0},
   };
-  Case cases[] = {
-      {"struct with two fields", struct_1x2(), 2},
-      {"object with three fields", object_with_fields(3), 0},
-      {"object without fields", object_with_fields(0), 0},
-      {"cell", cell(1, 2), 0},
-      {"double", counting_matrix(2, 2), 0},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.what);
-    EXPECT_EQ(array_ref_number_of_fields(c.array.get()), c.fields);
+  for (const auto& [array, fields] : cases) {
+    EXPECT_EQ(array_ref_number_of_fields(array.get()), fields) << text_of(array_ref_to_string(array.get()));
     EXPECT_EQ(last_error(), "<none>");
   }
 }
 
 namespace {
 
-// An array whose release throws once its reference is dropped.
+// An array whose release throws.
 template <class Thrown>
 class ThrowingRelease final : public kcl::ArrayRef {
  public:
@@ -443,46 +401,36 @@ struct NotStandard {};
 
 TEST(ArrayInterface, ListsWhoseElementsFailToReleaseReportIt) {
   struct Case {
-    const char* what;
-    array_ref* (*element)();
+    std::function<array_ref*()> element;
     std::string error;
   };
   const Case cases[] = {
-      {"standard exception",
-       []() -> array_ref* { return new ThrowingRelease<std::runtime_error>(std::runtime_error("gone")); },
-       "gone"},
-      {"exception of no standard type",
-       []() -> array_ref* { return new ThrowingRelease<NotStandard>(NotStandard{}); },
-       "Unexpected error thrown"},
+      {[] { return new ThrowingRelease<std::runtime_error>(std::runtime_error("gone")); }, "gone"},
+      {[] { return new ThrowingRelease<NotStandard>(NotStandard{}); }, "Unexpected error thrown"},
+  };
+  // Each way a list lets go of its elements, and the elements it still holds after.
+  const std::pair<std::function<int(array_buffer*)>, int> endings[] = {
+      {[](array_buffer* list) { return ref_count_obj_release(list); }, -1},
+      {[](array_buffer* list) { return array_buffer_clear(list); }, 0},
+      {[](array_buffer* list) { return array_buffer_remove(list, 1); }, 1},
   };
   for (const Case& c : cases) {
-    SCOPED_TRACE(c.what);
-    for (const char* ending : {"release", "clear", "remove"}) {
-      SCOPED_TRACE(ending);
+    for (const auto& [ending, left] : endings) {
+      SCOPED_TRACE(c.error + ", ending " + std::to_string(left));
       array_buffer* list = nullptr;
       ASSERT_EQ(kclcppGetArrayBuffer(&list, 2), 0);
       array_ref* element = c.element();
       Ref plain = scalar(1);
       ASSERT_EQ(array_buffer_add(list, element), 0);
       ASSERT_EQ(array_buffer_add(list, plain.get()), 0);
-      try {
-        element->release();  // the list's reference is the last
-      } catch (...) {
-      }
-      const std::string name = ending;
-      if (name == "release") {
-        EXPECT_EQ(ref_count_obj_release(list), -1);
-      } else {
-        EXPECT_EQ(name == "clear" ? array_buffer_clear(list) : array_buffer_remove(list, 1), -1);
-        EXPECT_EQ(last_error(), c.error);
-        EXPECT_EQ(array_buffer_size(list), name == "clear" ? 0 : 1);
+      EXPECT_ANY_THROW(element->release());  // the list's reference is the last
+      EXPECT_EQ(ending(list), -1);
+      EXPECT_EQ(last_error(), c.error);
+      if (left >= 0) {
+        EXPECT_EQ(array_buffer_size(list), left);
         EXPECT_EQ(ref_count_obj_release(list), 0);
       }
-      if (name == "release") {
-        EXPECT_EQ(last_error(), c.error);
-      }
-      // The other element was let go of all the same.
-      EXPECT_EQ(plain->addref(), 2);
+      EXPECT_EQ(plain->addref(), 2);  // the other element was let go of all the same
       plain->release();
     }
   }

@@ -117,7 +117,8 @@ std::optional<std::pair<std::string, std::string>> realParentAndName(const std::
     if (!real) return std::nullopt;
     slash = real->rfind('/');
     if (*real == "/" || slash == std::string::npos) return std::pair(*real, std::string());
-    return std::pair(slash == 0 ? std::string("/") : real->substr(0, slash), real->substr(slash + 1));
+    std::string real_parent = slash == 0 ? std::string("/") : real->substr(0, slash);
+    return std::pair(std::move(real_parent), real->substr(slash + 1));
   }
   std::optional<std::string> real_parent = realDirectory(parent);
   if (!real_parent) return std::nullopt;

@@ -51,7 +51,8 @@ std::optional<uint64_t> component_bytes_used(int component, const std::string& d
   std::optional<uint64_t> total = measure_component(component, display_path);
   if (!total) return std::nullopt;
   cache_log("Writing file ", display_path, "/.bytes_used (total is ", *total, ")");
-  if (!write_bytes_used(component, *total)) cache_log("Could not write ", display_path, "/.bytes_used");
+  if (!write_bytes_used(component, *total))
+    cache_log("Could not write ", display_path, "/.bytes_used");
   return total;
 }
 

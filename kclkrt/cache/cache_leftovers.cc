@@ -9,8 +9,10 @@
 namespace kcl {
 namespace {
 
-bool in_use(const kclCacheDirectory& cache, const std::string& name, const CacheLeftover& leftover) {
-  if (leftover.kind == CacheLeftover::Kind::staging) return kclStagingDirectory::in_use(cache, name);
+bool in_use(const kclCacheDirectory& cache, const std::string& name,
+            const CacheLeftover& leftover) {
+  if (leftover.kind == CacheLeftover::Kind::staging)
+    return kclStagingDirectory::in_use(cache, name);
   // Those who used the damaged directory hold its component's lock, taken under the
   // component's name: while anyone holds that, the directory may still be theirs.
   return dsDirectoryReadWriteLock::heldByAnyone(cache.path_of(leftover.component));

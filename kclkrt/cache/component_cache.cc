@@ -351,8 +351,8 @@ std::unique_ptr<dsDirectoryReadWriteLock::AbstractLock> kclComponentCache::put_i
   return reader;
 }
 
-std::shared_ptr<kclComponentCacheEntry> kclComponentCache::get_read_only(const std::string& key,
-                                                                         const IntactCheck& intact) {
+std::shared_ptr<kclComponentCacheEntry> kclComponentCache::get_read_only(
+    const std::string& key, const IntactCheck& intact) {
   cache_log("The cache in ", directory_, " cannot be written: using ", key,
             " as it is there, without updating the index or evicting anything.");
   const kclCacheDirectory cache(directory_);

@@ -83,7 +83,8 @@ TEST(TreeSize, APartThatCannotBeReadFailsTheWholeSize) {
   std::ofstream(top + "/closed/below/b") << "bb";
   fs::permissions(tmp.path(), fs::perms::owner_all | fs::perms::others_exec);
   if (as_root) {
-    for (const std::string& path : {top, top + "/closed"}) ASSERT_EQ(::chown(path.c_str(), 65534, 65534), 0);
+    for (const std::string& path : {top, top + "/closed"})
+      ASSERT_EQ(::chown(path.c_str(), 65534, 65534), 0);
   }
   ASSERT_EQ(::chmod((top + "/closed").c_str(), 0), 0);
   auto measured = korel::test::run_in_child([&] {

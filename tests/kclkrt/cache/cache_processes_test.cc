@@ -103,7 +103,8 @@ TEST(CacheProcesses, AnExtractionKilledMidwayLeavesNothingInPlaceAndIsRedone) {
     SCOPED_TRACE(archive_markers ? "archive with its own markers" : "plain archive");
     Scenario s;
     const std::string midway = s.file("midway");
-    std::vector<std::string> args{"get", "k", "4000", "--midway", midway, "--resume-when", s.file("never")};
+    std::vector<std::string> args{"get", "k", "4000", "--midway", midway};
+    args.insert(args.end(), {"--resume-when", s.file("never")});
     if (archive_markers) args.push_back("--archive-markers");
     auto victim = s.start("victim", 1 << 20, args);
     ASSERT_TRUE(wait_until([&] { return fs::exists(midway); }, 30));
@@ -113,7 +114,8 @@ TEST(CacheProcesses, AnExtractionKilledMidwayLeavesNothingInPlaceAndIsRedone) {
     EXPECT_FALSE(fs::exists(s.cache + "/k"));
     std::vector<std::string> staged;
     for (const auto& entry : fs::directory_iterator(s.cache))
-      if (entry.path().filename().string().rfind(".k.extract-", 0) == 0) staged.push_back(entry.path());
+      if (entry.path().filename().string().rfind(".k.extract-", 0) == 0)
+        staged.push_back(entry.path());
     ASSERT_EQ(staged.size(), 1u);
 
     // The killed process's locks died with it: the next process is not kept waiting, and

@@ -396,7 +396,8 @@ TEST(ComponentCache, SizesCountEveryFileHoweverDeepAndUnmeasurableComponentsAreN
   fs::permissions(unreadable, fs::perms::owner_all);
   fs::permissions(dir.path(), fs::perms::owner_all | fs::perms::others_exec);
   if (as_root) {
-    for (const std::string& path : {home, unreadable}) ASSERT_EQ(::chown(path.c_str(), 65534, 65534), 0);
+    for (const std::string& path : {home, unreadable})
+      ASSERT_EQ(::chown(path.c_str(), 65534, 65534), 0);
   }
   auto refused = korel::test::run_in_child([&] {
     if (as_root && (::setgid(65534) != 0 || ::setuid(65534) != 0)) return 125;
@@ -417,8 +418,8 @@ TEST(ComponentCache, SizesCountEveryFileHoweverDeepAndUnmeasurableComponentsAreN
   });
   EXPECT_EQ(refused.exit_code, 0) << refused.out << refused.err;
   EXPECT_FALSE(fs::exists(unreadable + "/closed"));
-  for (const auto& entry : fs::recursive_directory_iterator(unreadable,
-                                                          fs::directory_options::skip_permission_denied))
+  const auto readable = fs::directory_options::skip_permission_denied;
+  for (const auto& entry : fs::recursive_directory_iterator(unreadable, readable))
     EXPECT_NE(entry.path().filename(), ".created.ts") << entry.path();
 }
 

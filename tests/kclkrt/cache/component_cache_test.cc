@@ -325,30 +325,6 @@ TEST(ComponentCache, AnArchivesOwnMarkersAreNeverTakenForTheCaches) {
     EXPECT_EQ(read_file(entry->directory() + "/.created.ts"), "") << key;
     EXPECT_EQ(kclComponentCacheIndex(cache->directory()).find(key).bytes_used, 1000u) << key;
   }
-
-  // A start that dies halfway through extracting such an archive leaves nothing that
-  // passes for a complete component: the next start extracts it again.
-  struct Dies : ArchiveWithMarkers {
-    Dies() : ArchiveWithMarkers("k", 1000, false) {}
-    bool extract(uint64_t& total, const std::string& target) override {
-      std::ofstream(target + "/.created.ts");
-      std::ofstream(target + "/a.k") << "partial";
-      ::_exit(9);
-    }
-  };
-  auto died = korel::test::run_in_child([&] {
-    Dies dies;
-    kclComponentCache::create(cache->directory(), 1 << 20)->get_component("k", dies);
-    return 0;
-  });
-  ASSERT_EQ(died.exit_code, 9) << died.out << died.err;
-  EXPECT_FALSE(fs::exists(cache->directory() + "/k"));
-  SyntheticExtractor extractor("k", 1000);
-  auto entry = cache->get_component("k", extractor);
-  EXPECT_EQ(extractor.calls, 1);
-  EXPECT_EQ(check_synthetic(entry->directory(), "k", 1000), "");
-  // What the dead start staged is gone with the next start.
-  EXPECT_EQ(entries_beginning(cache->directory(), ".k.extract-"), std::vector<std::string>{});
 }
 
 TEST(ComponentCache, SizesCountEveryFileHoweverDeepAndUnmeasurableComponentsAreNeverMarked) {

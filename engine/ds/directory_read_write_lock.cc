@@ -9,14 +9,20 @@ namespace {
 // Readers and writers of one directory meet on one lock file.
 constexpr const char* kLockFileName = "rwlock";
 
-const std::string& directoryOf(const std::shared_ptr<dsDirectoryReadWriteLock::Impl>& shared) {
+const dsDirectoryReadWriteLock::Impl& checked(
+    const std::shared_ptr<dsDirectoryReadWriteLock::Impl>& shared) {
   if (!shared) throw std::invalid_argument("dsDirectoryReadWriteLock: no directory lock given");
-  return shared->directory();
+  return *shared;
 }
 
 }  // namespace
 
-dsDirectoryReadWriteLock::Impl::Impl(std::string directory) : directory_(std::move(directory)) {}
+bool dsDirectoryReadWriteLock::heldByAnyone(const std::string& directory) {
+  return dsLockFile::heldByAnyone(directory, kLockFileName);
+}
+
+dsDirectoryReadWriteLock::Impl::Impl(std::string directory, dsLinkPolicy links)
+    : directory_(std::move(directory)), links_(links) {}
 
 dsDirectoryReadWriteLock::AbstractLock::AbstractLock(std::shared_ptr<Impl> shared,
                                                      dsLockFile& file, bool exclusive)
@@ -42,12 +48,13 @@ bool dsDirectoryReadWriteLock::AbstractLock::isAcquired() const { return file_.h
 // process exclude each other as two processes would.
 class dsDirectoryReadWriteLock::ReadLock::Impl {
  public:
-  explicit Impl(const std::string& directory) : file(directory, kLockFileName) {}
+  explicit Impl(const dsDirectoryReadWriteLock::Impl& shared)
+      : file(shared.directory(), kLockFileName, shared.links()) {}
   dsLockFile file;
 };
 
 dsDirectoryReadWriteLock::ReadLock::ReadLock(std::shared_ptr<dsDirectoryReadWriteLock::Impl> shared)
-    : ReadLock(shared, std::make_unique<Impl>(directoryOf(shared))) {}
+    : ReadLock(shared, std::make_unique<Impl>(checked(shared))) {}
 
 // `impl` still owns the lock file when its address is handed over; moving the pointer
 // into impl_ leaves the file where it is.
@@ -59,13 +66,14 @@ dsDirectoryReadWriteLock::ReadLock::~ReadLock() { file_.unlock(); }
 
 class dsDirectoryReadWriteLock::WriteLock::Impl {
  public:
-  explicit Impl(const std::string& directory) : file(directory, kLockFileName) {}
+  explicit Impl(const dsDirectoryReadWriteLock::Impl& shared)
+      : file(shared.directory(), kLockFileName, shared.links()) {}
   dsLockFile file;
 };
 
 dsDirectoryReadWriteLock::WriteLock::WriteLock(
     std::shared_ptr<dsDirectoryReadWriteLock::Impl> shared)
-    : WriteLock(shared, std::make_unique<Impl>(directoryOf(shared))) {}
+    : WriteLock(shared, std::make_unique<Impl>(checked(shared))) {}
 
 dsDirectoryReadWriteLock::WriteLock::WriteLock(
     std::shared_ptr<dsDirectoryReadWriteLock::Impl> shared, std::unique_ptr<Impl> impl)

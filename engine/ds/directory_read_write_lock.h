@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "ds/link_policy.h"
 #include "korel/export.h"
 #include "ut/time_unit.h"
 
@@ -18,12 +19,20 @@ class KOREL_EXPORT dsDirectoryReadWriteLock {
   // processes would.
   class KOREL_EXPORT Impl {
    public:
-    explicit Impl(std::string directory);
+    explicit Impl(std::string directory, dsLinkPolicy links = dsLinkPolicy::follow);
     const std::string& directory() const { return directory_; }
+    dsLinkPolicy links() const { return links_; }
 
    private:
     std::string directory_;
+    dsLinkPolicy links_;
   };
+
+  // Whether any reader or writer, in this process or another, holds the lock of
+  // `directory`, its last element taken as dsLinkPolicy::refuse takes it. The directory
+  // need not exist any more: a directory renamed away is still held by those who locked
+  // it under its old name. A lock that cannot be examined counts as held.
+  static bool heldByAnyone(const std::string& directory);
 
   class KOREL_EXPORT AbstractLock {
    public:

@@ -5,6 +5,7 @@ dsNoSuchDirectory::dsNoSuchDirectory(const std::string& directory)
 
 dsNoSuchDirectory::~dsNoSuchDirectory() = default;
 
-dsLockError::dsLockError(const std::string& message) : std::runtime_error(message) {}
+dsLockError::dsLockError(const std::string& message, int error)
+    : std::runtime_error(message), error_(error) {}
 
 dsLockError::~dsLockError() = default;

@@ -18,9 +18,14 @@ class KOREL_EXPORT dsNoSuchDirectory : public std::runtime_error {
 };
 
 // A directory lock could not be used: its lock file cannot be created, opened or
-// locked for a reason other than another holder. The message names the file and why.
+// locked for a reason other than another holder. The message names the file and why;
+// error() is the errno value behind it, 0 when there is none (a file of the wrong kind).
 class KOREL_EXPORT dsLockError : public std::runtime_error {
  public:
-  explicit dsLockError(const std::string& message);
+  explicit dsLockError(const std::string& message, int error = 0);
   ~dsLockError() override;
+  int error() const { return error_; }
+
+ private:
+  int error_;
 };

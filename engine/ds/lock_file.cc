@@ -32,6 +32,11 @@ std::string errorText(int error) {
   return describe(strerror_r(error, buffer, sizeof buffer), buffer);
 }
 
+// Thrown with the errno value of the moment, read before anything can change it.
+[[noreturn]] void throwLockError(const std::string& what, int error) {
+  throw dsLockError(what + ": " + errorText(error), error);
+}
+
 bool isBusy(int error) { return error == EAGAIN || error == EACCES; }
 
 // One attempt at the lock: true when taken, false when another holder has it.
@@ -43,7 +48,7 @@ bool trySetLock(int fd, short type, const std::string& path) {
     if (::fcntl(fd, F_OFD_SETLK, &request) == 0) return true;
     if (errno == EINTR) continue;
     if (isBusy(errno)) return false;
-    throw dsLockError("Cannot lock '" + path + "': " + errorText(errno));
+    throwLockError("Cannot lock '" + path + "'", errno);
   }
 }
 
@@ -52,7 +57,7 @@ void waitSetLock(int fd, short type, const std::string& path) {
   request.l_type = type;
   request.l_whence = SEEK_SET;
   while (::fcntl(fd, F_OFD_SETLKW, &request) != 0) {
-    if (errno != EINTR) throw dsLockError("Cannot lock '" + path + "': " + errorText(errno));
+    if (errno != EINTR) throwLockError("Cannot lock '" + path + "'", errno);
   }
 }
 
@@ -77,22 +82,77 @@ Clock::time_point deadlineAfter(std::chrono::nanoseconds wait) {
                       : now + std::chrono::duration_cast<Clock::duration>(wait);
 }
 
+std::unique_ptr<char, decltype(&std::free)> resolve(const std::string& path) {
+  return {::realpath(path.c_str(), nullptr), &std::free};
+}
+
 // The directory with every symbolic link resolved, so that all the names of one
 // directory share its lock; nullopt when there is no such directory.
 std::optional<std::string> realDirectory(const std::string& directory) {
-  std::unique_ptr<char, decltype(&std::free)> real(::realpath(directory.c_str(), nullptr),
-                                                   &std::free);
+  auto real = resolve(directory);
   if (!real) {
     if (errno == ENOENT || errno == ENOTDIR) return std::nullopt;
-    throw dsLockError("Cannot resolve directory '" + directory + "': " + errorText(errno));
+    throwLockError("Cannot resolve directory '" + directory + "'", errno);
   }
   struct stat st;
   if (::stat(real.get(), &st) != 0) {
     if (errno == ENOENT || errno == ENOTDIR) return std::nullopt;
-    throw dsLockError("Cannot examine directory '" + directory + "': " + errorText(errno));
+    throwLockError("Cannot examine directory '" + directory + "'", errno);
   }
   if (!S_ISDIR(st.st_mode)) return std::nullopt;
   return std::string(real.get());
+}
+
+// `directory` as its parent's real path and its own last element, which is not resolved;
+// nullopt when the parent does not exist. "/", "." and ".." name no link: they are
+// resolved whole, so the name may be that of the real directory they stand for.
+std::optional<std::pair<std::string, std::string>> realParentAndName(const std::string& directory) {
+  std::string trimmed = directory;
+  while (trimmed.size() > 1 && trimmed.back() == '/') trimmed.pop_back();
+  std::string::size_type slash = trimmed.rfind('/');
+  std::string name = slash == std::string::npos ? trimmed : trimmed.substr(slash + 1);
+  std::string parent = slash == std::string::npos ? "." : trimmed.substr(0, slash == 0 ? 1 : slash);
+  if (name.empty() || name == "." || name == ".." || trimmed == "/") {
+    std::optional<std::string> real = realDirectory(trimmed);
+    if (!real) return std::nullopt;
+    slash = real->rfind('/');
+    if (*real == "/" || slash == std::string::npos) return std::pair(*real, std::string());
+    std::string real_parent = slash == 0 ? std::string("/") : real->substr(0, slash);
+    return std::pair(std::move(real_parent), real->substr(slash + 1));
+  }
+  std::optional<std::string> real_parent = realDirectory(parent);
+  if (!real_parent) return std::nullopt;
+  return std::pair(*real_parent, name);
+}
+
+std::string joined(const std::string& parent, const std::string& name) {
+  return (parent == "/" ? "" : parent) + "/" + name;
+}
+
+// As realDirectory, but a last element that is not itself a directory (a link to one
+// included) is no directory: a link planted there must not move the lock file, nor
+// have one made, where it points.
+std::optional<std::string> realDirectoryNotLinked(const std::string& directory) {
+  auto split = realParentAndName(directory);
+  if (!split) return std::nullopt;
+  if (split->second.empty()) return split->first;  // "/": the caller refuses it
+  std::string path = joined(split->first, split->second);
+  struct stat st;
+  if (::lstat(path.c_str(), &st) != 0) {
+    if (errno == ENOENT || errno == ENOTDIR) return std::nullopt;
+    throwLockError("Cannot examine directory '" + directory + "'", errno);
+  }
+  if (!S_ISDIR(st.st_mode)) return std::nullopt;
+  return path;
+}
+
+// The lock file of the real directory `real`, in its parent.
+std::string lockFilePath(const std::string& directory, const std::string& real,
+                         const std::string& file_name) {
+  std::string::size_type slash = real.rfind('/');
+  if (real == "/" || slash == std::string::npos)
+    throw dsLockError("Cannot lock '" + directory + "': it has no parent to hold its lock file");
+  return real.substr(0, slash) + "/." + real.substr(slash + 1) + "." + file_name;
 }
 
 int openLockFile(const std::string& path, dsLockMode mode) {
@@ -111,35 +171,33 @@ int openLockFile(const std::string& path, dsLockMode mode) {
       fd = ::open(path.c_str(), O_RDONLY | kFlags);
     } while (fd < 0 && errno == EINTR);
   }
-  if (fd < 0) throw dsLockError("Cannot open lock file '" + path + "': " + errorText(errno));
+  if (fd < 0) throwLockError("Cannot open lock file '" + path + "'", errno);
   ut::UniqueFd guard(fd);
   struct stat st;
   if (::fstat(fd, &st) != 0)
-    throw dsLockError("Cannot examine lock file '" + path + "': " + errorText(errno));
+    throwLockError("Cannot examine lock file '" + path + "'", errno);
   if (!S_ISREG(st.st_mode)) throw dsLockError("Lock file '" + path + "' is not a regular file");
   return guard.release();
 }
 
 }  // namespace
 
-dsLockFile::dsLockFile(std::string directory, std::string file_name)
-    : directory_(std::move(directory)), file_name_(std::move(file_name)) {}
+dsLockFile::dsLockFile(std::string directory, std::string file_name, dsLinkPolicy links)
+    : directory_(std::move(directory)), file_name_(std::move(file_name)), links_(links) {}
 
 dsLockFile::~dsLockFile() { unlock(); }
 
 bool dsLockFile::lock(dsLockMode mode, uint64_t timeout, Tenbrook::System::TimeUnit unit,
                       bool missing_is_busy) {
   if (fd_ >= 0) return true;
-  std::optional<std::string> real = realDirectory(directory_);
+  std::optional<std::string> real = links_ == dsLinkPolicy::follow
+                                        ? realDirectory(directory_)
+                                        : realDirectoryNotLinked(directory_);
   if (!real) {
     if (missing_is_busy) return false;
     throw dsNoSuchDirectory(directory_);
   }
-  std::string::size_type slash = real->rfind('/');
-  if (*real == "/" || slash == std::string::npos)
-    throw dsLockError("Cannot lock '" + directory_ + "': it has no parent to hold its lock file");
-  std::string path =
-      real->substr(0, slash) + "/." + real->substr(slash + 1) + "." + file_name_;
+  std::string path = lockFilePath(directory_, *real, file_name_);
 
   ut::UniqueFd guard(openLockFile(path, mode));
   short type = mode == dsLockMode::exclusive ? F_WRLCK : F_RDLCK;
@@ -155,6 +213,23 @@ bool dsLockFile::lock(dsLockMode mode, uint64_t timeout, Tenbrook::System::TimeU
   mode_ = mode;
   fd_ = guard.release();
   return true;
+}
+
+bool dsLockFile::heldByAnyone(const std::string& directory, const std::string& file_name) {
+  auto split = realParentAndName(directory);
+  if (!split) return false;  // no parent, so no lock file either
+  if (split->second.empty()) return true;  // "/" has no lock file; not ours to judge
+  const std::string path = joined(split->first, "." + split->second + "." + file_name);
+  ut::UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK));
+  if (!fd) return errno != ENOENT;
+  struct stat st;
+  if (::fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode)) return true;
+  // Asking for the strongest lock finds any other holder, readers included; only this
+  // open file's own locks, of which there are none, would go unseen.
+  struct flock probe = {};
+  probe.l_type = F_WRLCK;
+  probe.l_whence = SEEK_SET;
+  return ::fcntl(fd.get(), F_OFD_GETLK, &probe) != 0 || probe.l_type != F_UNLCK;
 }
 
 bool dsLockFile::downgrade() {

@@ -18,6 +18,7 @@
 #include <cstdint>
 #include <string>
 
+#include "ds/link_policy.h"
 #include "ut/time_unit.h"
 
 enum class dsLockMode { shared, exclusive };
@@ -25,8 +26,10 @@ enum class dsLockMode { shared, exclusive };
 class dsLockFile {
  public:
   // Binds to the lock file ".<name of directory>.<file_name>" beside `directory`; the
-  // name is taken from the directory's real path when locking. Opens nothing yet.
-  dsLockFile(std::string directory, std::string file_name);
+  // name is taken from the directory's real path when locking, its last element
+  // resolved or refused as `links` says. Opens nothing yet.
+  dsLockFile(std::string directory, std::string file_name,
+             dsLinkPolicy links = dsLinkPolicy::follow);
   ~dsLockFile();  // gives up whatever is held
   dsLockFile(const dsLockFile&) = delete;
   dsLockFile& operator=(const dsLockFile&) = delete;
@@ -37,6 +40,11 @@ class dsLockFile {
   // throws dsLockError. Holding the lock already returns true and changes nothing.
   bool lock(dsLockMode mode, uint64_t timeout, Tenbrook::System::TimeUnit unit,
             bool missing_is_busy);
+  // Whether any holder, in this process or another, has a lock on the lock file
+  // `file_name` of `directory`, taken with dsLinkPolicy::refuse; the directory itself
+  // need not exist any more. A lock file that cannot be examined counts as held.
+  static bool heldByAnyone(const std::string& directory, const std::string& file_name);
+
   // Turns a held exclusive lock into a shared one in one step; false when no exclusive
   // lock is held.
   bool downgrade();
@@ -48,6 +56,7 @@ class dsLockFile {
  private:
   std::string directory_;
   std::string file_name_;
+  dsLinkPolicy links_;
   std::string path_;
   int fd_ = -1;
   dsLockMode mode_ = dsLockMode::shared;

@@ -21,3 +21,10 @@ using dsRemoveReporter =
 // tree, even when the tree is changed while it runs. A path that does not exist is
 // already removed (true). Returns true when everything is gone.
 KOREL_EXPORT bool dsRemoveTree(const std::string& path, const dsRemoveReporter& report = {});
+
+// As dsRemoveTree for the entry `name` of the directory open at `parent`, so that no
+// link on the way to it is followed either; `name` is one path element. Problems name
+// `display_path` (the entry's path as the caller knows it) and what is below it.
+KOREL_EXPORT bool dsRemoveTreeAt(int parent, const std::string& name,
+                                 const std::string& display_path,
+                                 const dsRemoveReporter& report = {});

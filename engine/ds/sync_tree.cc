@@ -44,3 +44,11 @@ bool dsSyncTree(const std::string& path) {
   Syncer syncer(path);
   return syncer.walk(std::move(top), opened) && syncer.complete();
 }
+
+bool dsSyncTreeAt(int directory) {
+  struct stat opened;
+  ut::UniqueFd top = dsOpenDirectory(directory, ".", opened);
+  if (!top) return false;
+  Syncer syncer(".");
+  return syncer.walk(std::move(top), opened) && syncer.complete();
+}

@@ -1,6 +1,7 @@
 #include "kclkrt/cache/cache_index.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <boost/date_time/posix_time/posix_time.hpp>
@@ -8,14 +9,16 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <locale>
 #include <memory>
 #include <sstream>
 
+#include "ds/tree_size.h"
 #include "kclkrt/cache/bytes_used.h"
+#include "kclkrt/cache/cache_file.h"
 #include "kclkrt/cache/cache_log.h"
 #include "kclkrt/cache/component_name.h"
+#include "ut/unique_fd.h"
 
 namespace pt = boost::posix_time;
 
@@ -119,10 +122,11 @@ pt::ptime kclComponentCacheIndex::now() { return pt::microsec_clock::universal_t
 
 void kclComponentCacheIndex::read() {
   kcl::cache_log("Reading cache index file... ");
-  std::ifstream in(path_);
-  if (!in) {
+  std::optional<std::string> text = kcl::read_cache_file(AT_FDCWD, path_);
+  if (!text) {
     kcl::cache_log("File open failed for ", path_);
   } else {
+    std::istringstream in(*text);
     try {
       read_records(in);
     } catch (const format_error& e) {
@@ -169,12 +173,19 @@ void kclComponentCacheIndex::reconcile() {
   const auto& directories = records_.get<by_directory>();
   while (const dirent* entry = ::readdir(dir.get())) {
     std::string name = entry->d_name;
+    if (kcl::parse_cache_leftover(name)) leftovers_.push_back(name);
+    if (!kcl::is_cache_component_name(name) || directories.count(name) != 0) continue;
     std::string path = cache_directory_ + "/" + name;
-    if (!kcl::is_cache_component_name(name) || directories.count(name) != 0 ||
-        !is_real_directory(path))
-      continue;
+    ut::UniqueFd component(
+        ::openat(dirfd(dir.get()), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!component) continue;  // not a directory of its own, not a component
     kcl::cache_log("Found a component that is not in the index.  Adding...");
-    component_info info{name, name, kcl::component_bytes_used(path), now()};
+    std::optional<uint64_t> bytes = kcl::component_bytes_used(component.get(), path);
+    if (!bytes) {
+      bytes = 0;
+      dsTreeSizeAt(component.get(), *bytes);
+    }
+    component_info info{name, name, *bytes, now()};
     if (!records_.insert(info).second) continue;  // a record of that name claims another directory
     kcl::cache_log("Reconstructed component entry added to index: ", info);
     write_needed_ = true;
@@ -239,17 +250,16 @@ void kclComponentCacheIndex::write_if_needed() {
   // Written aside and renamed over the old file, so that a crash in the middle leaves
   // the previous index rather than half of the new one.
   const std::string temporary = path_ + ".new";
-  std::ofstream out(temporary, std::ios::trunc);
-  if (!out) {
-    kcl::cache_log("Could not open index file for write");
-    return;
-  }
+  std::ostringstream out;
   for (const component_info& info : records_) {
     kcl::cache_log("Writing cache index entry: ", info);
     write_record(out, info);
   }
-  out.close();
-  if (!out || std::rename(temporary.c_str(), path_.c_str()) != 0) {
+  if (!kcl::write_cache_file(AT_FDCWD, temporary, out.str())) {
+    kcl::cache_log("Could not write index file ", temporary, ": ", std::strerror(errno));
+    return;
+  }
+  if (std::rename(temporary.c_str(), path_.c_str()) != 0) {
     kcl::cache_log("Could not write index file ", path_, ": ", std::strerror(errno));
     std::remove(temporary.c_str());
     return;

@@ -39,7 +39,10 @@ class kclComponentCacheIndex {
 
   // Reads the index of `cache_directory`, reconciles it with the component directories
   // there and writes it when that changed it. A file that cannot be read as an index is
-  // thrown away and rebuilt from the directories.
+  // thrown away and rebuilt from the directories. A directory that is not yet indexed
+  // and whose size cannot be measured (part of it cannot be read) is indexed with what
+  // could be counted, and no .bytes_used written: the next start that asks for it finds
+  // no size and replaces it.
   explicit kclComponentCacheIndex(std::string cache_directory);
   // Writes the index if it changed; a failure to write is only logged.
   ~kclComponentCacheIndex();
@@ -62,6 +65,10 @@ class kclComponentCacheIndex {
   void write_if_needed();
 
   const std::string& path() const { return path_; }
+
+  // The hidden entries of the cache directory that extractions and replacements left
+  // (staging and replaced directories, see component_name.h), as found when reconciling.
+  const std::vector<std::string>& leftovers() const { return leftovers_; }
 
   // Now, in universal time with microseconds: what last-used times are set to.
   static boost::posix_time::ptime now();
@@ -96,6 +103,7 @@ class kclComponentCacheIndex {
   std::string cache_directory_;
   std::string path_;
   Records records_;
+  std::vector<std::string> leftovers_;
   bool write_needed_ = false;
   std::unique_ptr<TimeText> time_text_;
 };

@@ -7,20 +7,23 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <mutex>
+#include <optional>
 #include <sstream>
 
-#include "ds/cleanup_guard.h"
 #include "ds/errors.h"
-#include "ds/remove_tree.h"
 #include "ds/sync_tree.h"
 #include "kclkrt/cache/bytes_used.h"
+#include "kclkrt/cache/cache_directory.h"
 #include "kclkrt/cache/cache_errors.h"
+#include "kclkrt/cache/cache_file.h"
 #include "kclkrt/cache/cache_index.h"
+#include "kclkrt/cache/cache_leftovers.h"
 #include "kclkrt/cache/cache_location.h"
 #include "kclkrt/cache/cache_log.h"
 #include "kclkrt/cache/component_name.h"
+#include "kclkrt/cache/creation_marker.h"
+#include "kclkrt/cache/staging_directory.h"
 
 using kcl::cache_log;
 using Tenbrook::System::kWaitForever;
@@ -79,41 +82,28 @@ bool is_users_own(const std::string& directory) {
 // empty one (which would read as a limit of 0).
 bool write_max_size(const std::string& path, uint64_t size) {
   std::string temporary = path + "." + std::to_string(::getpid());
-  {
-    std::ofstream out(temporary, std::ios::trunc);
-    out << size;
-    out.close();
-    if (!out) {
-      std::remove(temporary.c_str());
-      return false;
-    }
-  }
+  if (!kcl::write_cache_file(AT_FDCWD, temporary, std::to_string(size))) return false;
   bool linked = ::link(temporary.c_str(), path.c_str()) == 0 || errno == EEXIST;
-  std::remove(temporary.c_str());
+  ::unlink(temporary.c_str());
   return linked;
 }
 
-bool is_complete(const std::string& directory) {
-  int fd = ::open((directory + "/.created.ts").c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
-  if (fd < 0) return false;
-  ::close(fd);
-  return true;
+// The limit a .max_size holds; a file without a number reads as 0, as stream
+// extraction has it.
+uint64_t parse_max_size(const std::string& text) {
+  uint64_t size = 0;
+  std::istringstream(text) >> size;
+  return size;
 }
 
-bool write_creation_marker(const std::string& directory) {
-  int fd = ::open((directory + "/.created.ts").c_str(),
-                  O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600);
-  if (fd < 0) return false;
-  return ::close(fd) == 0;
+// The lock of a component directory. A link in a component's place is no component:
+// its lock is neither taken nor made where the link points.
+std::shared_ptr<RWLock::Impl> component_lock(const std::string& directory) {
+  return std::make_shared<RWLock::Impl>(directory, dsLinkPolicy::refuse);
 }
 
-// The marker goes first: a removal cut short must not leave a directory that still
-// claims to be a complete component.
-bool remove_component_directory(const std::string& directory) {
-  if (::unlink((directory + "/.created.ts").c_str()) != 0 && errno != ENOENT && errno != ENOTDIR)
-    return false;
-  return dsRemoveTree(directory);
-}
+// Why a lock file cannot be opened for writing when the cache is there to be read only.
+bool is_read_only_error(int error) { return error == EROFS || error == EACCES || error == EPERM; }
 
 // KRT_CACHE_SIZE as a number of bytes; anything else leaves `size` alone.
 void read_size_setting(const char* text, uint64_t& size) {
@@ -156,24 +146,24 @@ kclComponentCache::kclComponentCache(std::string directory, uint64_t max_size)
     throw kclCacheExtractionError();
   }
   const std::string size_file = directory_ + "/.max_size";
-  std::ifstream in(size_file);
-  if (!in) {
+  std::optional<std::string> text = kcl::read_cache_file(AT_FDCWD, size_file);
+  if (!text) {
     cache_log(".max_size not found.  Using default size of ", max_size_, " bytes.");
     if (!write_max_size(size_file, max_size_)) {
       cache_log("Creation of .max_size failed! (no file written)");
-    } else if (std::ifstream written(size_file); written) {
+    } else if (std::optional<std::string> written = kcl::read_cache_file(AT_FDCWD, size_file)) {
       // Another process may have seeded it first; its limit is the cache's.
-      written >> max_size_;
+      max_size_ = parse_max_size(*written);
     }
     return;
   }
   cache_log(".max_size found... ");
-  in >> max_size_;
+  max_size_ = parse_max_size(*text);
   cache_log("contents read. Cache max size set to ", max_size_);
 }
 
 std::shared_ptr<kclComponentCacheEntry> kclComponentCache::get_component(
-    const std::string& key, kclComponentExtractor& extractor) {
+    const std::string& key, kclComponentExtractor& extractor, const IntactCheck& intact) {
   cache_log("KRT cache extracting component: ", key);
   Tenbrook::System::MutexLock::Holder hold(mutex_);
   auto live = live_entries_.find(key);
@@ -189,9 +179,16 @@ std::shared_ptr<kclComponentCacheEntry> kclComponentCache::get_component(
   }
   try {
     cache_log("Acquiring KRT cache root-level directory lock...");
-    RootLockHold root(root_lock_, false);
+    std::optional<RootLockHold> root;
+    try {
+      root.emplace(root_lock_, false);
+    } catch (const dsLockError& e) {
+      if (!is_read_only_error(e.error())) throw;
+      cache_log(e.what());
+      return get_read_only(key, intact);
+    }
     cache_log(" acquire succeeded.");
-    return get_under_root_lock(key, extractor);
+    return get_under_root_lock(key, extractor, intact);
   } catch (const kclCacheExtractionError&) {
     throw;
   } catch (const dsNoSuchDirectory&) {
@@ -203,117 +200,204 @@ std::shared_ptr<kclComponentCacheEntry> kclComponentCache::get_component(
 }
 
 std::shared_ptr<kclComponentCacheEntry> kclComponentCache::get_under_root_lock(
-    const std::string& key, kclComponentExtractor& extractor) {
+    const std::string& key, kclComponentExtractor& extractor, const IntactCheck& intact) {
+  const kclCacheDirectory cache(directory_);
   kclComponentCacheIndex index(directory_);
-  const std::string directory = directory_ + "/" + key;
+  kcl::remove_cache_leftovers(cache, index.leftovers());
+  const std::string directory = cache.path_of(key);
   cache_log("KRT cache: extractDir is ", directory);
 
-  std::unique_ptr<RWLock::AbstractLock> lock;
-  struct stat st;
-  if (::lstat(directory.c_str(), &st) == 0) {
-    cache_log("Checking for creation timestamp...");
-    if (S_ISDIR(st.st_mode) && is_complete(directory)) {
-      cache_log("Timestamp is valid.");
-      cache_log("Acquiring component-level directory READ lock...");
-      // Only the holder of the root-level lock writes a component, so this waits for
-      // nobody in practice.
-      lock = std::make_unique<RWLock::ReadLock>(std::make_shared<RWLock::Impl>(directory));
-      lock->acquire(kWaitForever, TimeUnit::sSeconds(), false);
-      cache_log(" acquire succeeded.");
-    } else {
-      cache_log("Timestamp is invalid.  Attempting to re-extract the component...");
-      cache_log("Removing old directory");
-      remove_interrupted(directory);
-    }
+  Held held;
+  bool replacing = false;
+  switch (cache.kind(key)) {
+    case kclCacheDirectory::Kind::missing:
+      break;
+    case kclCacheDirectory::Kind::other:
+      cache_log("Not a directory of its own: ", directory, ".  Removing it...");
+      if (!cache.remove(key)) {
+        cache_log("Failed to remove possibly corrupt component directory: ", directory);
+        throw kclCacheExtractionError();
+      }
+      break;
+    case kclCacheDirectory::Kind::directory:
+      held = use_complete(cache, key, intact);
+      replacing = !held.lock;
+      break;
   }
-  if (!lock) lock = extract(key, directory, extractor, index);
-  if (!lock->isAcquired()) {
+  if (!held.lock) held = extract(cache, key, extractor, index, replacing);
+  if (!held.lock->isAcquired()) {
     cache_log("ERROR: READ lock not acquired!");
     throw kclCacheExtractionError();
   }
 
-  index.add({key, key, kcl::component_bytes_used(directory), kclComponentCacheIndex::now()});
+  index.add({key, key, held.bytes, kclComponentCacheIndex::now()});
   cache_log("Component ", key, " has successfully been accessed from the cache.");
   // The new entry's lock already protects its directory from this maintenance.
-  perform_maintenance(index);
+  perform_maintenance(cache, index);
   index.write_if_needed();
-
-  auto self = shared_from_this();
-  std::shared_ptr<kclComponentCacheEntry> entry(
-      new kclComponentCacheEntry(key, directory, std::move(lock)),
-      [self](kclComponentCacheEntry* released) { self->release(released); });
-  live_entries_[key] = entry;
-  return entry;
+  return make_entry(key, std::move(held.lock), false);
 }
 
-void kclComponentCache::remove_interrupted(const std::string& directory) {
-  // A directory without its marker is normally an extraction that died. Should somebody
-  // still use it (the marker deleted by hand), it is left alone rather than pulled from
-  // under them.
-  RWLock::WriteLock lock(std::make_shared<RWLock::Impl>(directory));
-  struct stat st;
-  bool is_directory = ::lstat(directory.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
-  bool free = !is_directory || lock.acquire(0, TimeUnit::sSeconds(), true);
-  if (!free || !remove_component_directory(directory)) {
-    cache_log("Failed to remove possibly corrupt component directory: ", directory);
-    throw kclCacheExtractionError();
+kclComponentCache::Held kclComponentCache::use_complete(const kclCacheDirectory& cache,
+                                                        const std::string& key,
+                                                        const IntactCheck& intact) {
+  const std::string directory = cache.path_of(key);
+  cache_log("Checking for creation timestamp...");
+  ut::UniqueFd component = cache.open_directory(key);
+  if (!component || !kcl::has_creation_marker(component.get())) {
+    cache_log("Timestamp is invalid.  Attempting to re-extract the component...");
+    return {};
   }
+  cache_log("Timestamp is valid.");
+  cache_log("Acquiring component-level directory READ lock...");
+  // Only the holder of the root-level lock writes a component, so this waits for
+  // nobody in practice.
+  Held held{std::make_unique<RWLock::ReadLock>(component_lock(directory))};
+  held.lock->acquire(kWaitForever, TimeUnit::sSeconds(), false);
+  cache_log(" acquire succeeded.");
+  if (intact && !intact(directory)) {
+    cache_log("The component in ", directory, " is damaged.  Attempting to re-extract it...");
+    return {};
+  }
+  std::optional<uint64_t> bytes = kcl::component_bytes_used(component.get(), directory);
+  if (!bytes) {
+    cache_log("The size of ", directory, " is unknown.  Attempting to re-extract it...");
+    return {};
+  }
+  held.bytes = *bytes;
+  return held;
 }
 
-std::unique_ptr<dsDirectoryReadWriteLock::AbstractLock> kclComponentCache::extract(
-    const std::string& key, const std::string& directory, kclComponentExtractor& extractor,
-    kclComponentCacheIndex& index) {
+kclComponentCache::Held kclComponentCache::extract(const kclCacheDirectory& cache,
+                                                   const std::string& key,
+                                                   kclComponentExtractor& extractor,
+                                                   kclComponentCacheIndex& index,
+                                                   bool replacing) {
   cache_log("Adding component ", key, " to the cache.");
-  perform_maintenance(index);  // room first, before the new files arrive
+  perform_maintenance(cache, index);  // room first, before the new files arrive
 
-  cache_log("Creating component directory: ", directory);
-  if (::mkdir(directory.c_str(), 0700) != 0) {
-    cache_log("Could not create ", directory, ": ", std::strerror(errno));
-    throw kclCacheExtractionError();
-  }
-  cache_log("Acquiring component directory WRITE lock... ");
-  auto lock = std::make_unique<RWLock::WriteLock>(std::make_shared<RWLock::Impl>(directory));
-  if (!lock->acquire(0, TimeUnit::sSeconds(), false)) {
-    cache_log("ERROR: acquire WRITE lock failed!");
-    throw kclCacheExtractionError();
-  }
-  cache_log("acquire succeeded.");
-  dsCleanupFunctionGuard remove_on_failure([&] { remove_component_directory(directory); });
-
-  cache_log("Extracting component... ");
-  uint64_t total = 0;
-  if (!extractor.extract(total, directory)) {
+  kclStagingDirectory staging(cache, key);
+  cache_log("Extracting component into ", staging.path(), "... ");
+  uint64_t reported = 0;  // the cache measures for itself, below
+  if (!extractor.extract(reported, staging.path())) {
     cache_log("ERROR: extractTo failed");
     cache_log("Failed to completely extract component!");
     throw kclCacheExtractionError();
   }
-  // The size is the cache's to measure; an archive that brings its own would misstate it.
-  ::unlink((directory + "/.bytes_used").c_str());
+  // Removed rather than skipped: the extractor writes whatever the archive holds, and
+  // only what the cache writes once the data is complete may say that it is complete
+  // or how large it is.
+  if (!kcl::remove_archive_markers(staging.fd(), staging.path())) {
+    cache_log("Could not remove the archive's own marker files from ", staging.path());
+    throw kclCacheExtractionError();
+  }
+  // A component whose size cannot be measured could escape the size limit: it is never
+  // marked complete.
+  std::optional<uint64_t> bytes = kcl::measure_component(staging.fd(), staging.path());
+  if (!bytes) {
+    cache_log("Failed to completely extract component!");
+    throw kclCacheExtractionError();
+  }
+  if (!kcl::write_bytes_used(staging.fd(), *bytes))
+    cache_log("Could not write ", staging.path(), "/.bytes_used");
   // The marker promises a complete component, also after a crash or a power loss: the
   // files reach the disk before it is written.
-  if (!dsSyncTree(directory)) {
-    cache_log("Could not flush the extracted files of ", directory, " to the disk");
+  if (!dsSyncTreeAt(staging.fd())) {
+    cache_log("Could not flush the extracted files of ", staging.path(), " to the disk");
     throw kclCacheExtractionError();
   }
   cache_log("Component extracted to cache.  Writing creation timestamp...");
-  cache_log(write_creation_marker(directory) ? "Timestamp successfully created."
-                                             : "Timestamp creation failed.");
-  cache_log("done.");
-
-  cache_log("Downgrading WRITE lock to READ lock... ");
-  lock->downgrade(kWaitForever, TimeUnit::sSeconds());
-  cache_log("downgrade successful.");
-  remove_on_failure.dismiss();
-  return lock;
+  if (!kcl::write_creation_marker(staging.fd()) || ::fsync(staging.fd()) != 0) {
+    cache_log("Timestamp creation failed.");
+    throw kclCacheExtractionError();
+  }
+  cache_log("Timestamp successfully created.");
+  return {put_in_place(cache, staging, key, replacing), *bytes};
 }
 
-void kclComponentCache::release(kclComponentCacheEntry* entry) {
+std::unique_ptr<dsDirectoryReadWriteLock::AbstractLock> kclComponentCache::put_in_place(
+    const kclCacheDirectory& cache, kclStagingDirectory& staging, const std::string& key,
+    bool replacing) {
+  const std::string directory = cache.path_of(key);
+  std::unique_ptr<RWLock::WriteLock> writer;
+  std::string aside;
+  if (replacing) {
+    writer = std::make_unique<RWLock::WriteLock>(component_lock(directory));
+    // Never waits: a process that holds the old directory may itself be waiting for the
+    // root-level lock held here.
+    if (!writer->acquire(0, TimeUnit::sSeconds(), true)) writer.reset();
+    cache_log("Moving the old component directory aside...");
+    aside = cache.rename_unique(key, kcl::aside_prefix(key));
+    if (aside.empty()) throw kclCacheExtractionError();
+  }
+  cache_log("Moving the extracted component into place: ", directory);
+  if (!staging.move_to(key)) throw kclCacheExtractionError();
+  if (!cache.sync()) cache_log("Could not flush the cache directory ", cache.path());
+  if (writer) {
+    // Nobody held the old directory, so it goes now. The write lock, taken under the
+    // component's name, now covers the new directory and becomes the entry's read lock.
+    if (!cache.remove(aside)) cache_log("Could not remove ", cache.path_of(aside), " yet");
+    cache_log("Downgrading WRITE lock to READ lock... ");
+    writer->downgrade(kWaitForever, TimeUnit::sSeconds());
+    cache_log("downgrade successful.");
+    return writer;
+  }
+  if (replacing) cache_log("The old directory is in use; it stays aside until nobody holds it.");
+  cache_log("Acquiring component-level directory READ lock...");
+  auto reader = std::make_unique<RWLock::ReadLock>(component_lock(directory));
+  // Only the holder of the root-level lock, this process, writes a component.
+  reader->acquire(kWaitForever, TimeUnit::sSeconds(), false);
+  cache_log(" acquire succeeded.");
+  return reader;
+}
+
+std::shared_ptr<kclComponentCacheEntry> kclComponentCache::get_read_only(
+    const std::string& key, const IntactCheck& intact) {
+  cache_log("The cache in ", directory_, " cannot be written: using ", key,
+            " as it is there, without updating the index or evicting anything.");
+  const kclCacheDirectory cache(directory_);
+  const std::string directory = cache.path_of(key);
+  std::unique_ptr<RWLock::AbstractLock> lock =
+      std::make_unique<RWLock::ReadLock>(component_lock(directory));
+  try {
+    if (!lock->acquire(kWaitForever, TimeUnit::sSeconds(), true)) {
+      cache_log("No component directory ", directory, " in the read-only cache.");
+      throw kclCacheExtractionError();
+    }
+  } catch (const dsLockError& e) {
+    // A cache nobody can write can have nothing evicted from it either.
+    cache_log(e.what(), "; going on without the component's lock.");
+    lock.reset();
+  }
+  // Looked at once locked: the copy checked is the copy that stays.
+  ut::UniqueFd component = cache.open_directory(key);
+  if (!component || !kcl::has_creation_marker(component.get()) ||
+      (intact && !intact(directory))) {
+    cache_log("No complete copy of ", key, " in the read-only cache.");
+    throw kclCacheExtractionError();
+  }
+  cache_log("Component ", key, " has successfully been accessed from the read-only cache.");
+  return make_entry(key, std::move(lock), true);
+}
+
+std::shared_ptr<kclComponentCacheEntry> kclComponentCache::make_entry(
+    const std::string& key, std::unique_ptr<RWLock::AbstractLock> lock, bool read_only) {
+  auto self = shared_from_this();
+  std::shared_ptr<kclComponentCacheEntry> entry(
+      new kclComponentCacheEntry(key, directory_ + "/" + key, std::move(lock)),
+      [self, read_only](kclComponentCacheEntry* released) { self->release(released, read_only); });
+  live_entries_[key] = entry;
+  return entry;
+}
+
+void kclComponentCache::release(kclComponentCacheEntry* entry, bool read_only) {
   try {
     Tenbrook::System::MutexLock::Holder hold(mutex_);
     auto live = live_entries_.find(entry->name());
     // A new entry for the name may have been made since this one expired.
     if (live != live_entries_.end() && live->second.expired()) live_entries_.erase(live);
-    if (!(kcl::cache_verbose() && std::getenv("KRT_CACHE_QUIET") == nullptr))
+    // A read-only cache keeps no record of use.
+    if (!read_only && !(kcl::cache_verbose() && std::getenv("KRT_CACHE_QUIET") == nullptr))
       record_release(entry->name());
   } catch (...) {
     // Giving a component up must not fail; a missed update costs only LRU accuracy.
@@ -327,7 +411,9 @@ void kclComponentCache::record_release(const std::string& name) {
     cache_log(kNotLocked);
     return;
   }
+  const kclCacheDirectory cache(directory_);
   kclComponentCacheIndex index(directory_);
+  kcl::remove_cache_leftovers(cache, index.leftovers());
   cache_log("KRT Cache: updating .last_used file (LRU component: " + name + ") " +
             "(checking for cache root-level directory lock... ");
   if (root_lock_.isAcquired()) {
@@ -342,11 +428,12 @@ void kclComponentCache::record_release(const std::string& name) {
   } else {
     cache_log(kNotLocked);
   }
-  perform_maintenance(index);
+  perform_maintenance(cache, index);
   index.write_if_needed();
 }
 
-void kclComponentCache::perform_maintenance(kclComponentCacheIndex& index) {
+void kclComponentCache::perform_maintenance(const kclCacheDirectory& cache,
+                                            kclComponentCacheIndex& index) {
   cache_log("KRT Cache: performing maintenance...");
   if (!root_lock_.isAcquired()) {
     cache_log(kNotLocked);
@@ -358,8 +445,7 @@ void kclComponentCache::perform_maintenance(kclComponentCacheIndex& index) {
     if (total <= max_size_) break;
     cache_log("Processing component ", info.name);
     cache_log("Attempting to delete component ", info.name, "... ");
-    const std::string directory = directory_ + "/" + info.directory_name;
-    RWLock::WriteLock lock(std::make_shared<RWLock::Impl>(directory));
+    RWLock::WriteLock lock(component_lock(cache.path_of(info.directory_name)));
     bool held = false;
     try {
       // Never waits: a process that holds this component may itself be waiting for
@@ -372,8 +458,8 @@ void kclComponentCache::perform_maintenance(kclComponentCacheIndex& index) {
       cache_log("could not acquire WRITE lock; delete FAILED");
       continue;
     }
-    if (!remove_component_directory(directory)) {
-      cache_log("could not remove ", directory, "; delete FAILED");
+    if (!cache.remove(info.directory_name)) {
+      cache_log("could not remove ", cache.path_of(info.directory_name), "; delete FAILED");
       continue;
     }
     // The component's lock file goes with it. No other process can have it open: every

@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -19,11 +20,17 @@
 #include "kclkrt/component/component_extractor.h"
 #include "ut/mutex_lock.h"
 
+class kclCacheDirectory;
 class kclComponentCacheIndex;
+class kclStagingDirectory;
 
 class kclComponentCache : public std::enable_shared_from_this<kclComponentCache> {
  public:
   static constexpr uint64_t kDefaultMaxSize = 33554432;
+
+  // Whether the extracted component in `directory` is whole (the files it needs are
+  // there); an empty function takes every complete component for whole.
+  using IntactCheck = std::function<bool(const std::string& directory)>;
 
   // The process's cache in kclGetComponentCacheDir(), made on first use; a new cache is
   // limited to KRT_CACHE_SIZE bytes, or the default. Throws when it cannot be made.
@@ -39,10 +46,26 @@ class kclComponentCache : public std::enable_shared_from_this<kclComponentCache>
   // The extracted component `key`, extracted by `extractor` when the cache has no
   // complete copy. The entry keeps the component's directory read-locked while it
   // lives; a second request in this process while it lives returns the same entry.
+  //
+  // An extraction is staged in a hidden directory beside the component's place and
+  // renamed into place only once complete and marked, so a component directory is never
+  // partial. A complete copy that `intact` finds damaged, or whose size cannot be
+  // measured, is replaced the same way: the fresh copy takes its place, and the damaged
+  // one is removed once nobody holds the component (those who do go on with what they
+  // have). Whatever is in the component's place that is not a directory of its own (a
+  // link, a file) is removed itself, never what it points to, and the component
+  // extracted afresh.
+  //
+  // When the cache cannot be written (a read-only file system, or a lock file its user
+  // may not write), a complete copy that `intact` passes is handed out as it is, without
+  // updating the index or evicting anything, and only the verbose log says so; without
+  // such a copy the request fails.
+  //
   // Throws kclCacheExtractionError, or dsNoSuchDirectory when the cache directory has
   // gone.
   std::shared_ptr<kclComponentCacheEntry> get_component(const std::string& key,
-                                                        kclComponentExtractor& extractor);
+                                                        kclComponentExtractor& extractor,
+                                                        const IntactCheck& intact = {});
 
   const std::string& directory() const { return directory_; }
   uint64_t max_size() const { return max_size_; }
@@ -50,15 +73,30 @@ class kclComponentCache : public std::enable_shared_from_this<kclComponentCache>
  private:
   kclComponentCache(std::string directory, uint64_t max_size);
 
+  // A component directory read-locked, and its size.
+  struct Held {
+    std::unique_ptr<dsDirectoryReadWriteLock::AbstractLock> lock;
+    uint64_t bytes = 0;
+  };
+
   std::shared_ptr<kclComponentCacheEntry> get_under_root_lock(const std::string& key,
-                                                              kclComponentExtractor& extractor);
-  std::unique_ptr<dsDirectoryReadWriteLock::AbstractLock> extract(
-      const std::string& key, const std::string& directory, kclComponentExtractor& extractor,
-      kclComponentCacheIndex& index);
-  void remove_interrupted(const std::string& directory);
-  void release(kclComponentCacheEntry* entry);
+                                                              kclComponentExtractor& extractor,
+                                                              const IntactCheck& intact);
+  std::shared_ptr<kclComponentCacheEntry> get_read_only(const std::string& key,
+                                                        const IntactCheck& intact);
+  Held use_complete(const kclCacheDirectory& cache, const std::string& key,
+                    const IntactCheck& intact);
+  Held extract(const kclCacheDirectory& cache, const std::string& key,
+               kclComponentExtractor& extractor, kclComponentCacheIndex& index, bool replacing);
+  std::unique_ptr<dsDirectoryReadWriteLock::AbstractLock> put_in_place(
+      const kclCacheDirectory& cache, kclStagingDirectory& staging, const std::string& key,
+      bool replacing);
+  std::shared_ptr<kclComponentCacheEntry> make_entry(
+      const std::string& key, std::unique_ptr<dsDirectoryReadWriteLock::AbstractLock> lock,
+      bool read_only);
+  void release(kclComponentCacheEntry* entry, bool read_only);
   void record_release(const std::string& name);
-  void perform_maintenance(kclComponentCacheIndex& index);
+  void perform_maintenance(const kclCacheDirectory& cache, kclComponentCacheIndex& index);
 
   std::string directory_;
   dsDirectoryExclusiveLock root_lock_;

@@ -213,4 +213,37 @@ TEST_F(DirectoryLockTest, LockFileLivesBesideTheRealDirectoryAndIsNeverFollowed)
   EXPECT_THROW(dsDirectoryExclusiveLock(e, "").acquire(0, kMs, false), dsLockError);
 }
 
+TEST_F(DirectoryLockTest, ALockThatRefusesLinksTakesALinkForNoDirectory) {
+  auto refusing = [](const std::string& d) {
+    return std::make_shared<dsDirectoryReadWriteLock::Impl>(d, dsLinkPolicy::refuse);
+  };
+  const std::string link = tmp.path() + "/link", outside = tmp.path() + "/outside";
+  fs::create_directories(outside + "/target");
+  fs::create_directory_symlink(outside + "/target", link);
+  EXPECT_FALSE(WriteLock(refusing(link)).acquire(0, kMs, true));
+  EXPECT_THROW(ReadLock(refusing(link + "/")).acquire(0, kMs, false), dsNoSuchDirectory);
+  // Nothing was made beside the link's target.
+  EXPECT_EQ(std::distance(fs::directory_iterator(outside), fs::directory_iterator()), 1);
+
+  // The same directory by its own name shares the lock of those who follow links.
+  WriteLock w(rwLock(dir));
+  ASSERT_TRUE(w.acquire(0, kMs, false));
+  EXPECT_FALSE(ReadLock(refusing(dir)).acquire(0, kMs, false));
+  EXPECT_FALSE(ReadLock(refusing(tmp.path() + "/./d/")).acquire(0, kMs, false));
+  w.release(0, kMs);
+  EXPECT_TRUE(ReadLock(refusing(dir)).acquire(0, kMs, false));
+}
+
+TEST_F(DirectoryLockTest, HeldByAnyoneSeesEveryHolderEvenOfADirectoryRenamedAway) {
+  EXPECT_FALSE(dsDirectoryReadWriteLock::heldByAnyone(dir));  // no lock file yet
+  ReadLock reader(rwLock(dir));
+  ASSERT_TRUE(reader.acquire(0, kMs, false));
+  EXPECT_TRUE(dsDirectoryReadWriteLock::heldByAnyone(dir));
+  fs::rename(dir, tmp.path() + "/moved");
+  EXPECT_TRUE(dsDirectoryReadWriteLock::heldByAnyone(dir));
+  reader.release(0, kMs);
+  EXPECT_FALSE(dsDirectoryReadWriteLock::heldByAnyone(dir));
+  EXPECT_FALSE(dsDirectoryReadWriteLock::heldByAnyone(tmp.path() + "/missing/d"));
+}
+
 }  // namespace

@@ -83,6 +83,18 @@ TEST(RemoveTree, RemovesEverythingBelowAndNeverFollowsLinks) {
   std::ofstream(dir.path + "/plain") << "x";
   EXPECT_FALSE(dsRemoveTree(dir.path + "/plain/below", into(seen)));
   EXPECT_EQ(seen, (std::vector<Problem>{{dsRemoveProblem::cannot_stat, dir.path + "/plain/below", ENOTDIR}}));
+
+  // From a parent's descriptor: one element only, and a link there goes itself.
+  seen.clear();
+  const int parent = ::open(dir.path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  ASSERT_GE(parent, 0);
+  fs::create_directory_symlink(outside, dir.path + "/again");
+  EXPECT_FALSE(dsRemoveTreeAt(parent, "outside/keep", "shown", into(seen)));
+  EXPECT_TRUE(dsRemoveTreeAt(parent, "again", "shown", into(seen)));
+  ::close(parent);
+  EXPECT_TRUE(gone(dir.path + "/again"));
+  EXPECT_TRUE(fs::exists(outside + "/keep"));
+  EXPECT_EQ(seen, (std::vector<Problem>{{dsRemoveProblem::cannot_remove, "shown", EINVAL}}));
 }
 
 TEST(RemoveTree, DepthIsBoundedNeitherByTheStackNorByDescriptors) {

@@ -6,6 +6,8 @@
 //     --resume-when FILE  wait for FILE to exist before finishing it
 //     --hold-until FILE   once the component is checked, print "held" and keep it until
 //                         FILE exists, then check it again
+//     --archive-markers   the archive brings a .created.ts and a .bytes_used of its own,
+//                         extracted before everything else
 //   cache_client CACHE MAX_SIZE stress ROUNDS BYTES KEY...
 //     get, check, hold briefly and release the keys in turn, ROUNDS times
 //
@@ -13,6 +15,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -46,6 +49,20 @@ std::string option(std::vector<std::string>& args, const std::string& name) {
   return "";
 }
 
+// The synthetic component, behind the marker and size files an archive may hold.
+class WithArchiveMarkers : public kclComponentExtractor {
+ public:
+  explicit WithArchiveMarkers(kclComponentExtractor& files) : files_(files) {}
+  bool extract(uint64_t& total, const std::string& target) override {
+    append_line(target + "/.created.ts", "");
+    append_line(target + "/.bytes_used", "53");
+    return files_.extract(total, target);
+  }
+
+ private:
+  kclComponentExtractor& files_;
+};
+
 int get(kclComponentCache& cache, std::vector<std::string> args) {
   const std::string key = args.at(0);
   const size_t bytes = std::stoul(args.at(1));
@@ -56,7 +73,10 @@ int get(kclComponentCache& cache, std::vector<std::string> args) {
     if (!midway.empty()) append_line(midway, "");
     if (!resume.empty()) wait_for_file(resume);
   });
-  auto entry = cache.get_component(key, extractor);
+  WithArchiveMarkers marked(extractor);
+  const bool markers = std::find(args.begin(), args.end(), "--archive-markers") != args.end();
+  auto entry = cache.get_component(key, markers ? static_cast<kclComponentExtractor&>(marked)
+                                                : extractor);
   std::string problem = korel::test::check_synthetic(entry->directory(), key, bytes);
   if (problem.empty() && !hold.empty()) {
     std::cout << "held" << std::endl;

@@ -68,7 +68,8 @@ TEST(CacheProcesses, TwoProcessesExtractANewComponentOnce) {
   EXPECT_EQ(two.exit_code, 0) << two.out << two.err;
   EXPECT_EQ(count_lines(read_file(log)), 1u);
   EXPECT_TRUE(contains(one.err, "Adding component k to the cache."));
-  EXPECT_TRUE(contains(one.err, "Downgrading WRITE lock to READ lock... \ndowngrade successful."));
+  EXPECT_TRUE(contains(one.err, "Moving the extracted component into place: " + s.cache + "/k\n"
+                                "Acquiring component-level directory READ lock...\n acquire succeeded."));
   EXPECT_FALSE(contains(two.err, "Adding component"));
   EXPECT_TRUE(contains(two.err, "Timestamp is valid.\nAcquiring component-level directory READ lock...\n acquire succeeded."));
 }
@@ -96,24 +97,40 @@ TEST(CacheProcesses, MaintenanceNeverDeletesAComponentAnotherProcessHolds) {
   EXPECT_EQ(held.out, "held\nok\n");
 }
 
-TEST(CacheProcesses, AnExtractionKilledMidwayLeavesNoMarkerAndIsRedone) {
-  Scenario s;
-  const std::string midway = s.file("midway");
-  auto victim = s.start("victim", 1 << 20,
-                        {"get", "k", "4000", "--midway", midway, "--resume-when", s.file("never")});
-  ASSERT_TRUE(wait_until([&] { return fs::exists(midway); }, 30));
-  victim->kill(SIGKILL);
-  victim->wait();
-  EXPECT_TRUE(fs::exists(s.cache + "/k"));
-  EXPECT_FALSE(fs::exists(s.cache + "/k/.created.ts"));
+TEST(CacheProcesses, AnExtractionKilledMidwayLeavesNothingInPlaceAndIsRedone) {
+  // An archive may hold a marker of its own: it must not make the remains complete.
+  for (bool archive_markers : {false, true}) {
+    SCOPED_TRACE(archive_markers ? "archive with its own markers" : "plain archive");
+    Scenario s;
+    const std::string midway = s.file("midway");
+    std::vector<std::string> args{"get", "k", "4000", "--midway", midway};
+    args.insert(args.end(), {"--resume-when", s.file("never")});
+    if (archive_markers) args.push_back("--archive-markers");
+    auto victim = s.start("victim", 1 << 20, args);
+    ASSERT_TRUE(wait_until([&] { return fs::exists(midway); }, 30));
+    victim->kill(SIGKILL);
+    victim->wait();
+    // Half an extraction, staged out of the component's place.
+    EXPECT_FALSE(fs::exists(s.cache + "/k"));
+    std::vector<std::string> staged;
+    for (const auto& entry : fs::directory_iterator(s.cache))
+      if (entry.path().filename().string().rfind(".k.extract-", 0) == 0)
+        staged.push_back(entry.path());
+    ASSERT_EQ(staged.size(), 1u);
 
-  // The killed process's locks died with it: the next process is not kept waiting.
-  auto next = s.start("next", 1 << 20, {"get", "k", "4000", "--log", s.file("log")}, true);
-  auto result = next->wait();
-  EXPECT_EQ(result.exit_code, 0) << result.out << result.err;
-  EXPECT_TRUE(contains(result.err, "Timestamp is invalid.  Attempting to re-extract the component...\nRemoving old directory"));
-  EXPECT_EQ(count_lines(read_file(s.file("log"))), 1u);
-  EXPECT_EQ(korel::test::check_synthetic(s.cache + "/k", "k", 4000), "");
+    // The killed process's locks died with it: the next process is not kept waiting, and
+    // takes the staging directory for the abandoned one it is.
+    args = {"get", "k", "4000", "--log", s.file("log")};
+    if (archive_markers) args.push_back("--archive-markers");
+    auto next = s.start("next", 1 << 20, args, true);
+    auto result = next->wait();
+    EXPECT_EQ(result.exit_code, 0) << result.out << result.err;
+    EXPECT_TRUE(contains(result.err, "Removing an abandoned staging directory: " + staged[0]));
+    EXPECT_EQ(count_lines(read_file(s.file("log"))), 1u);
+    EXPECT_EQ(korel::test::check_synthetic(s.cache + "/k", "k", 4000), "");
+    EXPECT_EQ(read_file(s.cache + "/k/.bytes_used"), "4000");
+    EXPECT_FALSE(fs::exists(staged[0]));
+  }
 }
 
 TEST(CacheProcesses, ManyProcessesGettingAndEvictingNeverSeeAPartialComponent) {

@@ -1,5 +1,6 @@
 #include "kclkrt/cache/component_cache.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -7,10 +8,14 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <map>
+#include <vector>
 
 #include "kclkrt/cache/cache_errors.h"
 #include "kclkrt/cache/cache_index.h"
 #include "kclkrt/cache/cache_location.h"
+#include "ds/directory_read_write_lock.h"
 #include "support/subprocess.h"
 #include "support/synthetic_component.h"
 
@@ -191,4 +196,253 @@ TEST(ComponentCache, RefusesADirectoryOfAnotherUserBeforeUsingIt) {
   ASSERT_EQ(::lchown(link.c_str(), 0, 0), 0);
   EXPECT_EQ(kclComponentCache::create(link, 1000)->directory(), link);
   EXPECT_EQ(read_file(path + "/.max_size"), "1000");
+}
+
+namespace {
+
+// Everything below `dir`, the kind of each entry and the contents of each file.
+std::map<std::string, std::string> contents(const std::string& dir) {
+  std::map<std::string, std::string> seen;
+  for (const auto& entry : fs::recursive_directory_iterator(dir)) {
+    const std::string name = fs::relative(entry.path(), dir).string();
+    if (entry.is_symlink()) seen[name] = "-> " + fs::read_symlink(entry.path()).string();
+    else if (entry.is_directory()) seen[name] = "(directory)";
+    else seen[name] = read_file(entry.path());
+  }
+  return seen;
+}
+
+// The entries of the cache directory whose names begin with `prefix`.
+std::vector<std::string> entries_beginning(const std::string& dir, const std::string& prefix) {
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator(dir))
+    if (entry.path().filename().string().rfind(prefix, 0) == 0) names.push_back(entry.path().filename());
+  return names;
+}
+
+bool is_real_directory(const std::string& path) {
+  struct stat st;
+  return ::lstat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+// Writes the archive's own marker and size files first, then the synthetic component.
+class ArchiveWithMarkers : public SyntheticExtractor {
+ public:
+  ArchiveWithMarkers(std::string key, size_t bytes, bool as_directories)
+      : SyntheticExtractor(std::move(key), bytes), as_directories_(as_directories) {}
+  bool extract(uint64_t& total, const std::string& target) override {
+    for (const char* name : {"/.created.ts", "/.bytes_used"}) {
+      if (as_directories_)
+        fs::create_directories(target + name + "/inside");
+      else
+        std::ofstream(target + name) << 53;
+    }
+    return SyntheticExtractor::extract(total, target);
+  }
+
+ private:
+  bool as_directories_;
+};
+
+}  // namespace
+
+TEST(ComponentCache, NothingItRemovesWritesOrMarksIsReachedThroughALink) {
+  TempDir dir;
+  const std::string outside = dir.path() + "/outside";
+  auto cache = cache_with_limit(dir.path() + "/cache", 1 << 20);
+  const std::string k = cache->directory() + "/k";
+  // What stands where the component directory should be, and what it leads to.
+  struct Row {
+    const char* what;
+    std::function<void()> plant;
+  };
+  const std::vector<Row> rows{
+      {"a link to a directory with a marker",
+       [&] {
+         fs::create_directories(outside);
+         std::ofstream(outside + "/.created.ts");
+         std::ofstream(outside + "/precious") << "kept";
+         fs::create_directory_symlink(outside, k);
+       }},
+      {"a link to a complete copy elsewhere",
+       [&] {
+         SyntheticExtractor elsewhere("k", 1000);
+         uint64_t ignored;
+         elsewhere.extract(ignored, outside);
+         std::ofstream(outside + "/.created.ts");
+         fs::create_directory_symlink(outside, k);
+       }},
+      {"a dangling link", [&] { fs::create_symlink(outside + "/nothing", k); }},
+      {"a file", [&] { std::ofstream(k) << "not a directory"; }},
+      {"a fifo", [&] { ASSERT_EQ(::mkfifo(k.c_str(), 0600), 0); }},
+  };
+  for (const Row& row : rows) {
+    fs::remove_all(k);
+    fs::remove_all(outside);
+    fs::create_directories(outside);
+    row.plant();
+    const auto before = contents(outside);
+    SyntheticExtractor extractor("k", 1000);
+    auto entry = cache->get_component("k", extractor);
+    EXPECT_EQ(extractor.calls, 1) << row.what;
+    EXPECT_TRUE(is_real_directory(k)) << row.what;
+    EXPECT_EQ(check_synthetic(k, "k", 1000), "") << row.what;
+    EXPECT_EQ(contents(outside), before) << row.what;
+    // No lock file was made beside the link's target either.
+    EXPECT_EQ(entries_beginning(dir.path(), ".outside"), std::vector<std::string>{}) << row.what;
+  }
+
+  // A complete component whose size file is a link: measured again, written in place.
+  std::ofstream(outside + "/size") << "53";
+  fs::remove(k + "/.bytes_used");
+  fs::create_symlink(outside + "/size", k + "/.bytes_used");
+  {
+    SyntheticExtractor extractor("k", 1000);
+    kclComponentCache::create(cache->directory(), 1 << 20)->get_component("k", extractor);
+  }
+  EXPECT_EQ(read_file(outside + "/size"), "53");
+  EXPECT_EQ(read_file(k + "/.bytes_used"), "1000");
+  EXPECT_FALSE(fs::is_symlink(k + "/.bytes_used"));
+
+  // The index is written aside and renamed into place: a link planted as the file aside
+  // is replaced, not written through.
+  fs::create_symlink(outside + "/size", cache->directory() + "/.krt_cache_index.new");
+  use(*kclComponentCache::create(cache->directory(), 1 << 20), "other");
+  EXPECT_EQ(read_file(outside + "/size"), "53");
+  EXPECT_TRUE(kclComponentCacheIndex(cache->directory()).contains("other"));
+}
+
+TEST(ComponentCache, AnArchivesOwnMarkersAreNeverTakenForTheCaches) {
+  TempDir dir;
+  auto cache = cache_with_limit(dir.path() + "/cache", 1 << 20);
+  for (bool as_directories : {false, true}) {
+    const std::string key = as_directories ? "dirs" : "files";
+    ArchiveWithMarkers extractor(key, 1000, as_directories);
+    auto entry = cache->get_component(key, extractor);
+    EXPECT_EQ(check_synthetic(entry->directory(), key, 1000), "") << key;
+    EXPECT_EQ(read_file(entry->directory() + "/.bytes_used"), "1000") << key;
+    EXPECT_TRUE(fs::is_regular_file(entry->directory() + "/.created.ts")) << key;
+    EXPECT_EQ(read_file(entry->directory() + "/.created.ts"), "") << key;
+    EXPECT_EQ(kclComponentCacheIndex(cache->directory()).find(key).bytes_used, 1000u) << key;
+  }
+}
+
+TEST(ComponentCache, SizesCountEveryFileHoweverDeepAndUnmeasurableComponentsAreNeverMarked) {
+  TempDir dir;
+  auto cache = cache_with_limit(dir.path() + "/cache", uint64_t{1} << 30);
+  // The synthetic 1000 bytes, and 4 MiB at the bottom of a chain of directories whose
+  // path is far longer than PATH_MAX: it can only be made, and seen, by descriptors.
+  constexpr size_t kDeep = 4 << 20;
+  struct Deep : SyntheticExtractor {
+    Deep() : SyntheticExtractor("deep", 1000) {}
+    bool extract(uint64_t& total, const std::string& target) override {
+      if (!SyntheticExtractor::extract(total, target)) return false;
+      int fd = ::open(target.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+      for (int level = 0; level < 300 && fd >= 0; ++level) {
+        const std::string name(40, 'd');
+        ::mkdirat(fd, name.c_str(), 0700);
+        int next = ::openat(fd, name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        ::close(fd);
+        fd = next;
+      }
+      if (fd < 0) return false;
+      int file = ::openat(fd, "bottom.dat", O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+      ::close(fd);
+      const bool written = file >= 0 && ::ftruncate(file, kDeep) == 0;
+      if (file >= 0) ::close(file);
+      return written;
+    }
+  } deep;
+  {
+    auto entry = cache->get_component("deep", deep);
+    EXPECT_EQ(read_file(entry->directory() + "/.bytes_used"), std::to_string(1000 + kDeep));
+    EXPECT_EQ(kclComponentCacheIndex(cache->directory()).find("deep").bytes_used, 1000 + kDeep);
+  }
+  // Its true size puts it past a smaller limit: it is evicted, every level of it.
+  use(*cache_with_limit(cache->directory(), kDeep), "small");
+  EXPECT_FALSE(fs::exists(cache->directory() + "/deep"));
+  EXPECT_TRUE(fs::exists(cache->directory() + "/small"));
+
+  // A subtree its user cannot read cannot be measured: the component is not marked
+  // complete, nor put in place. Root reads anything, so the cache runs as nobody then.
+  const bool as_root = ::geteuid() == 0;
+  // The cache's lock file goes beside it: its parent is the user's too.
+  const std::string home = dir.path() + "/home", unreadable = home + "/cache";
+  fs::create_directories(unreadable);
+  fs::permissions(unreadable, fs::perms::owner_all);
+  fs::permissions(dir.path(), fs::perms::owner_all | fs::perms::others_exec);
+  if (as_root) {
+    for (const std::string& path : {home, unreadable})
+      ASSERT_EQ(::chown(path.c_str(), 65534, 65534), 0);
+  }
+  auto refused = korel::test::run_in_child([&] {
+    if (as_root && (::setgid(65534) != 0 || ::setuid(65534) != 0)) return 125;
+    struct Closed : SyntheticExtractor {
+      Closed() : SyntheticExtractor("closed", 1000) {}
+      bool extract(uint64_t& total, const std::string& target) override {
+        SyntheticExtractor::extract(total, target);
+        return ::chmod((target + "/sub").c_str(), 0) == 0;
+      }
+    } closed;
+    auto nobodys = kclComponentCache::create(unreadable, 1 << 20);
+    try {
+      nobodys->get_component("closed", closed);
+      return 1;
+    } catch (const kclCacheExtractionError&) {
+      return closed.calls == 1 ? 0 : 2;
+    }
+  });
+  EXPECT_EQ(refused.exit_code, 0) << refused.out << refused.err;
+  EXPECT_FALSE(fs::exists(unreadable + "/closed"));
+  const auto readable = fs::directory_options::skip_permission_denied;
+  for (const auto& entry : fs::recursive_directory_iterator(unreadable, readable))
+    EXPECT_NE(entry.path().filename(), ".created.ts") << entry.path();
+}
+
+TEST(ComponentCache, ADamagedComponentIsReplacedAndRemovedOnceNobodyHoldsIt) {
+  TempDir dir;
+  auto cache = cache_with_limit(dir.path() + "/cache", 1 << 20);
+  const std::string k = cache->directory() + "/k";
+  const auto intact = [](const std::string& directory) {
+    return fs::exists(directory + "/a.k");
+  };
+  SyntheticExtractor extractor("k", 1000);
+  cache->get_component("k", extractor, intact);
+  cache->get_component("k", extractor, intact);
+  EXPECT_EQ(extractor.calls, 1) << "an intact component was extracted again";
+
+  // Nobody holds it: the fresh copy takes its place and the damaged one goes at once.
+  fs::remove(k + "/a.k");
+  std::ofstream(k + "/stray") << "left over";
+  {
+    auto entry = cache->get_component("k", extractor, intact);
+    EXPECT_EQ(extractor.calls, 2);
+    EXPECT_EQ(check_synthetic(k, "k", 1000), "");
+    EXPECT_FALSE(fs::exists(k + "/stray"));
+    EXPECT_EQ(entries_beginning(cache->directory(), ".k.damaged-"), std::vector<std::string>{});
+    EXPECT_TRUE(entry->locked());
+  }
+
+  // Held by another (a lock object of its own, as another process's would be): the
+  // damaged copy waits aside while the holder lives, and goes with a later start.
+  auto holder = std::make_unique<dsDirectoryReadWriteLock::ReadLock>(
+      std::make_shared<dsDirectoryReadWriteLock::Impl>(k));
+  ASSERT_TRUE(holder->acquire(0, Tenbrook::System::TimeUnit::sSeconds(), false));
+  fs::remove(k + "/a.k");
+  {
+    auto entry = cache->get_component("k", extractor, intact);
+    EXPECT_EQ(extractor.calls, 3);
+    EXPECT_EQ(check_synthetic(k, "k", 1000), "");
+    const auto aside = entries_beginning(cache->directory(), ".k.damaged-");
+    ASSERT_EQ(aside.size(), 1u);
+    EXPECT_FALSE(fs::exists(cache->directory() + "/" + aside[0] + "/a.k"));
+  }
+  use(*cache, "other");
+  EXPECT_EQ(entries_beginning(cache->directory(), ".k.damaged-").size(), 1u);
+  holder.reset();
+  use(*cache, "other");
+  EXPECT_EQ(entries_beginning(cache->directory(), ".k.damaged-"), std::vector<std::string>{});
+  kclComponentCacheIndex index(cache->directory());
+  EXPECT_EQ(index.find("k").bytes_used, 1000u);
+  EXPECT_EQ(index.size(), 2u);
 }

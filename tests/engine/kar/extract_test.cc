@@ -1,10 +1,8 @@
 #include <gtest/gtest.h>
 #include <locale.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -157,35 +155,6 @@ TEST(KarExtract, EmptyArchiveAndDirectoryCreation) {
                                  "/m': cannot open the archive: No such file or directory\n"),
             std::string::npos)
       << captured_errors;
-}
-
-TEST(KarExtract, RefusesWhatIsNoRegularFileWithoutWaitingOnIt) {
-  TempDir dir;
-  const std::string fifo = dir.path() + "/fifo.kar", directory = dir.path() + "/directory.kar";
-  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-  fs::create_directories(directory);
-  for (const std::string& archive : {fifo, directory, std::string("/dev/null")}) {
-    SCOPED_TRACE(archive);
-    // In a child with an alarm: opening a fifo for reading waits for a writer forever.
-    auto child = korel::test::run_in_child([&] {
-      ::alarm(20);
-      captured_errors.clear();
-      set_karrt_error_handler(capture_error);
-      const bool extracted = karrtExtractKar(archive.c_str(), (dir.path() + "/out").c_str());
-      std::fputs(captured_errors.c_str(), stdout);
-      try {
-        kar::ArchiveInput::open_file(archive);
-      } catch (const kar::Error& error) {
-        std::printf("%s\n", error.what());
-      }
-      return extracted ? 1 : 0;
-    });
-    EXPECT_EQ(child.exit_code, 0) << child.err;
-    EXPECT_EQ(child.out, "Cannot extract '" + archive + "' into '" + dir.path() +
-                             "/out': the archive is not a regular file\n"
-                             "the archive is not a regular file\n");
-    EXPECT_FALSE(fs::exists(dir.path() + "/out"));
-  }
 }
 
 TEST(KarExtract, NamesFlaggedUtf8AreReadAsUtf8InTheCLocaleWhichStaysAsItWas) {

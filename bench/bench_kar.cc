@@ -170,14 +170,15 @@ TreeSummary make_tree(const fs::path& root) {
     uint64_t min_size, max_size;
     const char* extension;
   };
+  // Korel sources, compiled native functions, a native library, and data files.
   static const Kind kKinds[] = {
-      {1500, Content::kText, 64, 32 << 10, ".m"},
+      {1500, Content::kText, 64, 32 << 10, ".k"},
       {380, Content::kText, 16 << 10, 512 << 10, ".txt"},
-      {100, Content::kRandom, 16 << 10, 512 << 10, ".bin"},
-      {4, Content::kText, 2 << 20, 6 << 20, ".xml"},
+      {100, Content::kRandom, 16 << 10, 512 << 10, ".klf"},
+      {4, Content::kText, 2 << 20, 6 << 20, ".csv"},
       {1, Content::kRandom, 3 << 20, 3 << 20, ".so"},
-      {1, Content::kMixed, 4 << 20, 4 << 20, ".ctf"},
-      {14, Content::kEmpty, 0, 0, ".stamp"},
+      {1, Content::kMixed, 4 << 20, 4 << 20, ".mat"},
+      {14, Content::kEmpty, 0, 0, ".k"},
   };
   std::size_t serial = 0;
   std::string data;

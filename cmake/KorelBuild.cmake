@@ -12,6 +12,14 @@ set(KOREL_WARNINGS -Wall -Wextra -Wno-unused-parameter)
 # RUNPATH rather than RPATH, so LD_LIBRARY_PATH can point a program at another root.
 add_link_options(-Wl,--enable-new-dtags)
 
+# What the runtime root holds, staged or installed, finds its libraries beside itself and
+# nowhere else: its RUNPATH is $ORIGIN alone. It is linked with that RUNPATH from the
+# start; a build RUNPATH to be rewritten at install gets padded with separators, and the
+# empty element they leave is the working directory.
+function(korel_root_runpath target)
+  set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN" BUILD_WITH_INSTALL_RPATH ON)
+endfunction()
+
 # KOREL_SANITIZE=address,undefined builds everything instrumented; any report aborts.
 set(KOREL_SANITIZE "" CACHE STRING "Sanitizers to build with (e.g. address,undefined)")
 if(KOREL_SANITIZE)
@@ -38,7 +46,7 @@ function(korel_library name kind)
     target_link_libraries(${name} PRIVATE ${ARG_PRIVATE_DEPS})
   endif()
   if(kind STREQUAL "SHARED")
-    set_target_properties(${name} PROPERTIES BUILD_RPATH "$ORIGIN" INSTALL_RPATH "$ORIGIN")
+    korel_root_runpath(${name})
     if(NOT KOREL_SANITIZE)
       target_link_options(${name} PRIVATE -Wl,--no-undefined)
     endif()

@@ -11,7 +11,6 @@ set(KOREL_INSTALL_CMAKEDIR lib/cmake/KorelRuntime)
 set_target_properties(korel_kx PROPERTIES EXPORT_NAME kx)
 set_target_properties(korel_ut PROPERTIES EXPORT_NAME ut)
 target_include_directories(korel_kx INTERFACE $<INSTALL_INTERFACE:include>)
-set_target_properties(kcc extractKAR PROPERTIES INSTALL_RPATH "$ORIGIN")
 install(TARGETS kclkrt korel_kx korel_ut kcc extractKAR
   EXPORT KorelRuntimeTargets
   LIBRARY DESTINATION ${KOREL_INSTALL_LIBDIR}

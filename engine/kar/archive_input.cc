@@ -160,13 +160,19 @@ void ArchiveInput::accept_if_empty(int open_status) {
 
 std::unique_ptr<ArchiveInput> ArchiveInput::open_file(const std::string& path) {
   auto source = std::make_unique<InputSource>();
-  source->fd.reset(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  // Opened without waiting, so a fifo or a device of that name cannot block the caller;
+  // only a regular file is read, and that blocking again.
+  source->fd.reset(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   if (!source->fd) throw Error("", with_errno("cannot open the archive", errno));
   struct stat st;
   if (::fstat(source->fd.get(), &st) != 0 || !S_ISREG(st.st_mode))
     throw Error("", "the archive is not a regular file");
+  const int flags = ::fcntl(source->fd.get(), F_GETFL);
+  if (flags < 0 || ::fcntl(source->fd.get(), F_SETFL, flags & ~O_NONBLOCK) != 0)
+    throw Error("", with_errno("cannot read the archive", errno));
   std::unique_ptr<ArchiveInput> input(new ArchiveInput(std::move(source)));
   input->find_special_entries();
+  Utf8Names::Scope utf8(input->utf8_names_);
   input->accept_if_empty(archive_read_open_fd(input->archive_, input->source_->fd.get(), kBlockSize));
   return input;
 }
@@ -190,6 +196,7 @@ std::unique_ptr<ArchiveInput> ArchiveInput::open_stream(std::istream& in) {
   archive_read_set_read_callback(a, read_stream);
   archive_read_set_seek_callback(a, seek_stream);
   archive_read_set_skip_callback(a, skip_stream);
+  Utf8Names::Scope utf8(input->utf8_names_);
   input->accept_if_empty(archive_read_open1(a));
   return input;
 }
@@ -197,14 +204,19 @@ std::unique_ptr<ArchiveInput> ArchiveInput::open_stream(std::istream& in) {
 archive_entry* ArchiveInput::next_entry() {
   if (empty_) return nullptr;
   archive_entry* entry = nullptr;
+  Utf8Names::Scope utf8(utf8_names_);
   int status = archive_read_next_header(archive_, &entry);
   if (status == ARCHIVE_EOF) return nullptr;
   // A warning here (a damaged header, an unreadable name) is as fatal as an error.
-  if (status != ARCHIVE_OK) {
-    const char* name = entry ? archive_entry_pathname(entry) : nullptr;
-    throw Error(name ? name : "", "damaged entry header (" + error_text() + ")");
-  }
+  if (status != ARCHIVE_OK)
+    throw Error(entry ? entry_name(entry) : "", "damaged entry header (" + error_text() + ")");
   return entry;
+}
+
+std::string ArchiveInput::entry_name(archive_entry* entry) const {
+  Utf8Names::Scope utf8(utf8_names_);
+  const char* name = archive_entry_pathname(entry);
+  return name ? name : "";
 }
 
 }  // namespace kar

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "kar/utf8_names.h"
 #include "korel/export.h"
 
 struct archive;
@@ -29,6 +30,8 @@ class KOREL_EXPORT ArchiveInput {
 
   // The next entry's header, or null after the last; throws Error on a damaged header.
   archive_entry* next_entry();
+  // The entry's name as the archive spells it; names flagged as UTF-8 come as UTF-8.
+  std::string entry_name(archive_entry* entry) const;
   archive* handle() const { return archive_; }
   // The text of the reader's last error.
   std::string error_text() const;
@@ -50,6 +53,7 @@ class KOREL_EXPORT ArchiveInput {
   void find_special_entries();
 
   std::unique_ptr<InputSource> source_;
+  Utf8Names utf8_names_;
   archive* archive_;
   bool empty_ = false;
   std::vector<SpecialEntry> special_entries_;

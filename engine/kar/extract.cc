@@ -60,8 +60,7 @@ class Extraction {
     }
     uint64_t entries = 0;
     while (archive_entry* entry = input_.next_entry()) {
-      const char* raw = archive_entry_pathname(entry);
-      std::string name = raw ? raw : "";
+      std::string name = input_.entry_name(entry);
       if (++entries > options_.max_entries)
         throw Error(name, "more than " + std::to_string(options_.max_entries) +
                               " entries; the archive is refused");
@@ -110,11 +109,8 @@ class Extraction {
     }
     // A warning here is a CRC or size mismatch: the data is not what was archived.
     if (status != ARCHIVE_EOF) throw Error("", "bad data (" + input_.error_text() + ")");
-    if (archive_entry_mtime_is_set(entry)) {
-      struct timespec times[2] = {{0, UTIME_OMIT},
-                                  {archive_entry_mtime(entry), archive_entry_mtime_nsec(entry)}};
-      ::futimens(file.get(), times);
-    }
+    // The file keeps the time it was written, not the archive's: an extraction in use
+    // must not look old to a cleaner that removes files by age.
     if (file.close() != 0) throw Error("", with_errno("cannot write the file", errno));
   }
 

@@ -20,8 +20,9 @@ template <typename Open>
 bool extract_reporting(const std::string& what, const std::string& target,
                        const ExtractOptions& options, Open open) {
   try {
-    if (karMakeDir(target.c_str()) != 1) return false;
+    // Opened first: an archive that cannot be read leaves no target directory behind.
     std::unique_ptr<ArchiveInput> input = open();
+    if (karMakeDir(target.c_str()) != 1) return false;
     extract(*input, target, options);
     return true;
   } catch (const Error& error) {

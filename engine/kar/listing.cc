@@ -10,9 +10,8 @@ namespace kar {
 std::vector<EntryInfo> list_entries(ArchiveInput& input) {
   std::vector<EntryInfo> entries;
   while (archive_entry* entry = input.next_entry()) {
-    const char* name = archive_entry_pathname(entry);
     EntryInfo info;
-    info.name = name ? name : "";
+    info.name = input.entry_name(entry);
     info.directory = archive_entry_filetype(entry) == AE_IFDIR;
     if (!info.directory && archive_entry_size_is_set(entry))
       info.size = static_cast<uint64_t>(archive_entry_size(entry));

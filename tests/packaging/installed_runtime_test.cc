@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "support/elf_search_path.h"
 #include "support/subprocess.h"
 
 namespace {
@@ -63,6 +64,10 @@ TEST(InstalledRuntime, HostsBuildAgainstTheInstalledRootAlone) {
         "toolbox/korel/datafun/mean.k", "toolbox/korel/elmat/linspace.k",
         "lib/cmake/KorelRuntime/KorelRuntimeConfig.cmake", "lib/pkgconfig/kclkrt.pc"})
     EXPECT_TRUE(fs::is_regular_file(root + "/" + file)) << file;
+  // Libraries and tools look for libraries beside themselves only, never in the
+  // working directory.
+  for (const auto& entry : fs::directory_iterator(root + "/bin/linux-x86_64"))
+    EXPECT_EQ(korel::test::search_path_problems(entry.path(), {"$ORIGIN"}), std::vector<std::string>{});
 
   // The example host: its component is built by the installed kcc and calls the
   // installed Korel library functions.

@@ -1,15 +1,29 @@
 // The extractKAR program as a user meets it: its output, its messages, its exit codes.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 
 #include "kar/writer.h"
+#include "support/python_zip.h"
 #include "support/subprocess.h"
 #include "support/zip_builder.h"
 
 using korel::test::run_program;
 using korel::test::TempDir;
+
+namespace {
+
+// Runs extractKAR in the C locale, under a time limit, so that a hang fails the test
+// rather than stalling it (timeout exits with 124).
+korel::test::ProcessResult run_in_c_locale(std::vector<std::string> argv) {
+  argv.insert(argv.begin(), {"/usr/bin/timeout", "30"});
+  return run_program(argv, {{"LC_ALL", "C"}, {"LC_CTYPE", std::nullopt}, {"LANG", std::nullopt}});
+}
+
+}  // namespace
 
 TEST(ExtractKarTool, ListsExtractsAndFailsClearly) {
   TempDir dir;
@@ -55,4 +69,47 @@ TEST(ExtractKarTool, ListsExtractsAndFailsClearly) {
     EXPECT_FALSE(usage.err.empty());
   }
   EXPECT_EQ(run_program({EXTRACTKAR, "--help"}).exit_code, 0);
+}
+
+TEST(ExtractKarTool, RefusesWhatIsNoRegularFileAtOnce) {
+  TempDir dir;
+  const std::string d = dir.path();
+  ASSERT_EQ(::mkfifo((d + "/fifo.kar").c_str(), 0600), 0);
+  std::filesystem::create_directories(d + "/directory.kar");
+  for (const std::string archive : {d + "/fifo.kar", d + "/directory.kar", std::string("/dev/null")}) {
+    SCOPED_TRACE(archive);
+    auto listed = run_in_c_locale({EXTRACTKAR, "--list", archive});
+    EXPECT_EQ(listed.exit_code, 1);
+    EXPECT_EQ(listed.err,
+              "extractKAR: Cannot list '" + archive + "': the archive is not a regular file\n");
+    auto extracted = run_in_c_locale({EXTRACTKAR, archive, d + "/out"});
+    EXPECT_EQ(extracted.exit_code, 1);
+    EXPECT_EQ(extracted.err, "extractKAR: Cannot extract '" + archive + "' into '" + d +
+                                 "/out': the archive is not a regular file\n");
+    EXPECT_FALSE(std::filesystem::exists(d + "/out")) << "a target was made for nothing";
+  }
+}
+
+TEST(ExtractKarTool, ExtractsNamesFlaggedUtf8InTheCLocaleWithTheTimeOfExtraction) {
+  TempDir dir;
+  const std::string d = dir.path();
+  // "données/café.k" and "naïve.txt", spelled in UTF-8 bytes.
+  const std::string directory = "donn\xc3\xa9" "es", file = "caf\xc3\xa9.k", other = "na\xc3\xafve.txt";
+  ASSERT_EQ(korel::test::write_zip_with_python(
+                d + "/names.kar", {{directory + "/" + file, "x = 1;\n"}, {other, "plain\n"}}),
+            "");
+  auto listed = run_in_c_locale({EXTRACTKAR, "--list", d + "/names.kar"});
+  EXPECT_EQ(listed.exit_code, 0) << listed.err;
+  EXPECT_EQ(listed.out, "           7  " + directory + "/" + file + "\n           6  " + other + "\n");
+
+  const auto before = std::filesystem::file_time_type::clock::now() - std::chrono::seconds(2);
+  auto extracted = run_in_c_locale({EXTRACTKAR, d + "/names.kar", d + "/out"});
+  EXPECT_EQ(extracted.exit_code, 0) << extracted.err;
+  EXPECT_EQ(korel::test::read_file(d + "/out/" + directory + "/" + file), "x = 1;\n");
+  EXPECT_EQ(korel::test::read_file(d + "/out/" + other), "plain\n");
+  for (const std::string name : {directory, directory + "/" + file, other}) {
+    std::error_code ec;
+    EXPECT_GE(std::filesystem::last_write_time(d + "/out/" + name, ec), before) << name;
+    EXPECT_FALSE(ec) << name;
+  }
 }

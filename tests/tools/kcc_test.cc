@@ -2,6 +2,8 @@
 // the way users run them: fresh and warm caches, other working directories, rebuilds,
 // many processes at once, and kcc's own complaints.
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
@@ -293,6 +295,60 @@ TEST(Kcc, RefusesBadInputClearly) {
   // Nothing of a failed build is left behind.
   EXPECT_FALSE(fs::exists(out + "/app.kar"));
   EXPECT_FALSE(fs::exists(out + "/app"));
+}
+
+TEST(Kcc, RefusesKorelTextThatDoesNotParseAsTheRuntimeWouldReportIt) {
+  Component app;
+  const std::string out = app.dir + "/out", helper = app.dir + "/src/helper.k";
+  // Line 3, column 8: the '2' where a ')' belongs.
+  write(helper, "function y = helper(x)\ny = x;\nz = (1 2);\n");
+  auto refused = run_program({KCC, "--name", "app", "--output", out, app.dir + "/src/app.k", helper},
+                             app.env);
+  EXPECT_EQ(refused.exit_code, 1);
+  EXPECT_EQ(refused.err, "kcc: Invalid Korel text in '" + helper +
+                             "' at line 3, column 8: expected ')', found '2'.\n");
+  EXPECT_FALSE(fs::exists(out + "/app"));
+  EXPECT_FALSE(fs::exists(out + "/app.kar"));
+
+  // A fifo given as a source is refused rather than waited on.
+  ASSERT_EQ(::mkfifo((app.dir + "/src/fifo.k").c_str(), 0600), 0);
+  auto fifo = run_program({"/usr/bin/timeout", "30", KCC, "--name", "app", "--output", out,
+                           app.dir + "/src/app.k", app.dir + "/src/fifo.k"},
+                          app.env);
+  EXPECT_EQ(fifo.exit_code, 1);
+  EXPECT_EQ(fifo.err, "kcc: '" + app.dir + "/src/fifo.k' is not a regular file\n");
+}
+
+TEST(Kcc, StoppedBySigtermOrSigintLeavesNoScratchDirectoryAndDiesByTheSignal) {
+  Component app;
+  const std::vector<std::pair<std::string, int>> signals = {{"TERM", SIGTERM}, {"INT", SIGINT}};
+  for (const auto& [name, number] : signals) {
+    SCOPED_TRACE(name);
+    // The compiler kcc runs stops kcc, then takes its time.
+    const std::string tmp = app.dir + "/tmp-" + name, compiler = app.dir + "/stop-" + name;
+    fs::create_directories(tmp);
+    write(compiler, "#!/bin/sh\nkill -" + name + " $PPID\nexec sleep 20\n");
+    fs::permissions(compiler, fs::perms(0755));
+    Environment env = app.env;
+    env["TMPDIR"] = tmp;
+    env["KCC_CC"] = compiler;
+    const std::string out = app.dir + "/out-" + name;
+    // The shell says how kcc ended: 128 + the signal's number when it died by it.
+    auto stopped = run_program(
+        {"/bin/sh", "-c", "\"$@\"; echo \"status $?\"", "sh", KCC, "--name", "app", "--output",
+         out, app.dir + "/src/app.k"},
+        env, [] {
+          // As a user's shell would start it: the signals not ignored, not blocked.
+          sigset_t none;
+          sigemptyset(&none);
+          return ::signal(SIGINT, SIG_DFL) != SIG_ERR && ::signal(SIGTERM, SIG_DFL) != SIG_ERR &&
+                 ::sigprocmask(SIG_SETMASK, &none, nullptr) == 0;
+        });
+    EXPECT_EQ(stopped.out, "status " + std::to_string(128 + number) + "\n") << stopped.err;
+    EXPECT_TRUE(fs::is_empty(tmp)) << "the scratch directory is left";
+    EXPECT_FALSE(fs::exists(out + "/app"));
+    EXPECT_FALSE(fs::exists(out + "/app.kar"));
+  }
 }
 
 }  // namespace

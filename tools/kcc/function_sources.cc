@@ -28,6 +28,8 @@ std::string read_whole(const std::string& path) {
   std::error_code ec;
   if (!fs::exists(path, ec)) throw Error("'" + path + "' does not exist");
   if (fs::is_directory(path, ec)) throw Error("'" + path + "' is a directory, not a source file");
+  // A fifo or a device would block the read, with the stop signals held back.
+  if (!fs::is_regular_file(path, ec)) throw Error("'" + path + "' is not a regular file");
   std::ifstream in(path, std::ios::binary);
   std::ostringstream contents;
   contents << in.rdbuf();

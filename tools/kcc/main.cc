@@ -15,8 +15,10 @@
 #include "component_key.h"
 #include "error.h"
 #include "function_sources.h"
+#include "korel_syntax.h"
 #include "native_module.h"
 #include "staging_directory.h"
+#include "stop_signals.h"
 #include "toolchain.h"
 
 namespace {
@@ -28,6 +30,7 @@ namespace fs = std::filesystem;
 
 int build(const kcc::Options& options) {
   const std::vector<kcc::FunctionSource> sources = kcc::read_function_sources(options.files);
+  for (const kcc::FunctionSource& source : sources) kcc::check_korel_syntax(source);
   kcc::ModuleDescription module;
   module.name = options.name;
   for (const kcc::FunctionSource& source : sources) module.functions.push_back(source.function);
@@ -62,6 +65,8 @@ int build(const kcc::Options& options) {
                        std::to_string(module.embedded_archive_size) + " bytes)");
   }
   kcc::build_native_module(options, module, toolchain, staging.path(), archive);
+  // Stopped now or never: what follows puts the module and its archive in place together.
+  kcc::stop_if_asked();
   const std::string beside = options.output_directory + "/" + options.name + ".kar";
   if (options.embed) {
     // A program carrying its archive must not find an older one beside it.
@@ -81,6 +86,7 @@ int build(const kcc::Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  kcc::StopSignals stop_signals;
   std::optional<kcc::Options> options;
   try {
     options = kcc::parse_command_line(argc, argv);
@@ -91,6 +97,8 @@ int main(int argc, char** argv) {
   if (!options) return 0;
   try {
     return build(*options);
+  } catch (const kcc::Stopped& stopped) {
+    kcc::StopSignals::die_by(stopped.signal());
   } catch (const kcc::Error& error) {
     std::fprintf(stderr, "kcc: %s\n", error.what());
   } catch (const std::exception& error) {

@@ -4,11 +4,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
 #include "error.h"
+#include "stop_signals.h"
 
 extern char** environ;
 
@@ -41,15 +41,21 @@ bool run_tool(const std::vector<std::string>& argv, bool verbose) {
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, STDERR_FILENO, STDOUT_FILENO);
+  // The tool takes the stop signals as usual; kcc holds them back only for itself.
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  const sigset_t mask = child_signal_mask();
+  posix_spawnattr_setsigmask(&attributes, &mask);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
+  stop_if_asked();
   pid_t pid = 0;
-  const int spawned = posix_spawnp(&pid, args[0], &actions, nullptr, args.data(), environ);
+  const int spawned = posix_spawnp(&pid, args[0], &actions, &attributes, args.data(), environ);
+  posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   if (spawned != 0)
     throw Error("cannot run '" + argv[0] + "': " + std::strerror(spawned));
 
-  int status = 0;
-  while (waitpid(pid, &status, 0) < 0)
-    if (errno != EINTR) throw Error("cannot wait for '" + argv[0] + "': " + std::strerror(errno));
+  const int status = wait_for_child(pid);
   return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 

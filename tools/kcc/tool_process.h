@@ -8,7 +8,8 @@
 namespace kcc {
 
 // Runs argv[0], searched on PATH, and waits for it. Returns true when it exited with 0.
-// Throws Error when it cannot be started. With `verbose` the command is shown first.
+// Throws Error when it cannot be started, Stopped when kcc is stopped before it ends.
+// With `verbose` the command is shown first.
 bool run_tool(const std::vector<std::string>& argv, bool verbose);
 
 // The command as a shell would take it, for messages.

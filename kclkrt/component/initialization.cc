@@ -132,7 +132,12 @@ unsigned initialize_cached(const Request& request, kclComponentOptions& options)
       options.no_extraction || !options.extractor ? existing_only : *options.extractor;
   std::shared_ptr<kclComponentCacheEntry> entry;
   try {
-    entry = cache->get_component(text_of(request.data->component_key), extractor);
+    // A copy whose files a cleaner took is extracted again rather than used.
+    const kclComponentData& data = *request.data;
+    entry = cache->get_component(text_of(data.component_key), extractor,
+                                 [&data](const std::string& directory) {
+                                   return extraction_intact(directory, data);
+                                 });
   } catch (const dsNoSuchDirectory& missing) {
     kclPrintErrorMsg(KCLKRT_CACHE_DIR_NOT_FOUND, missing.directory().c_str());
     return 0;

@@ -222,3 +222,20 @@ TEST(LocalRecovery, AnExtractionACleanerDamagedIsExtractedAgain) {
     EXPECT_EQ(korel::scenario::tree_difference(reference, extraction), "");
   }
 }
+
+// The same through the cache: a complete entry whose files a cleaner took is extracted
+// again, however the index and the marker say it is complete.
+TEST(LocalRecovery, ACachedComponentACleanerDamagedIsExtractedAgain) {
+  Scenario s;
+  const auto references = s.references();
+  ASSERT_EQ(references.problem, "");
+  const Component& component = s.components[2];
+  const fs::path entry = fs::path(s.cache_dir()) / component.key;
+  expect_ok(run_program(s.client({}, {component}), s.environment()), component);
+  ASSERT_TRUE(fs::exists(entry / ".created.ts"));
+  delete_files(entry / component.key);
+  expect_ok(run_program(s.client({}, {component}), s.environment()), component);
+  EXPECT_TRUE(fs::exists(entry / ".created.ts"));
+  EXPECT_EQ(korel::scenario::cache_problems(s.cache_dir(), references.trees),
+            std::vector<std::string>{});
+}

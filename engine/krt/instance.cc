@@ -262,6 +262,7 @@ bool krtInstance::SetGlobal(const char* name, const kxArray* value) {
   kxArray* copy = kxCreateSharedDataCopy(value);
   if (!copy) return false;
   impl_->globals[krt::lang::intern(name)] = krt::Value(copy);
+  ++impl_->global_registrations;  // a global handle may now name a function
   return true;
 }
 

@@ -83,10 +83,11 @@ void CallSite::call(Frame& caller, int nargout, ValueList& outputs, ValueList& i
   if (caller.program) {
     if (!local_checked_ || program_ != caller.program) {
       program_ = caller.program;
-      local_ = caller.program->find(symbol_);
+      const Function* local = caller.program->find(symbol_);
+      local_ = local ? &interpreter.compiled(*caller.program, *local) : nullptr;
       local_checked_ = true;
     }
-    if (local_) return interpreter.call_function(*caller.program, *local_, nargout, outputs, inputs);
+    if (local_) return interpreter.invoke(*caller.program, *local_, nargout, outputs, inputs);
   }
   Host& host = interpreter.host();
   const uint64_t generation = host.resolution_generation();

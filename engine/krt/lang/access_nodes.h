@@ -40,7 +40,7 @@ class CallSite {
  private:
   int symbol_;
   mutable const LoadedProgram* program_ = nullptr;  // the file the local lookup was for
-  mutable const Function* local_ = nullptr;
+  mutable const CompiledFunction* local_ = nullptr;
   mutable bool local_checked_ = false;
   mutable Target target_;
   mutable uint64_t generation_ = 0;

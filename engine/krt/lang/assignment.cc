@@ -6,6 +6,7 @@
 #include "krt/lang/interpreter.h"
 #include "kx/array.h"
 #include "kx/error.h"
+#include "kx/growth.h"
 
 namespace krt::lang {
 namespace {
@@ -172,18 +173,7 @@ void write_field(Value& target, std::vector<ResolvedStep>& steps, std::size_t k,
 
 void write_paren(Value& target, std::vector<ResolvedStep>& steps, std::size_t k, Value rhs) {
   ResolvedStep& step = steps[k];
-  if (k + 1 == steps.size()) {
-    // A real double array held alone takes a real double scalar in place.
-    if (kxArray* a = target.boxed(); a && rhs.is_number() && a->cls == kxDOUBLE_CLASS &&
-                                    !a->sparse && !a->data->complex && !storage_is_shared(a)) {
-      if (long long p = position_of(a, step.subs); p >= 0) {
-        kxGetPr(a)[p] = rhs.number_value();
-        return;
-      }
-    }
-    if (target && is_empty_double(rhs.boxed())) return ops::delete_elements(target, step.pointers);
-    return ops::assign_index(target, step.pointers, rhs.get());
-  }
+  if (k + 1 == steps.size()) return assign_elements(target, step.subs, std::move(rhs));
   // s(i).name... = v on a struct array: straight into the element's field.
   const ResolvedStep& next = steps[k + 1];
   if (kxArray* a = target.boxed(); a && a->cls == kxSTRUCT_CLASS &&
@@ -219,7 +209,17 @@ void write_paren(Value& target, std::vector<ResolvedStep>& steps, std::size_t k,
 
 void write_brace(Value& target, std::vector<ResolvedStep>& steps, std::size_t k, Value rhs) {
   ResolvedStep& step = steps[k];
-  if (k + 1 == steps.size()) return ops::assign_brace(target, step.pointers, rhs.get());
+  if (k + 1 == steps.size()) {
+    // c{end+1} = v on a cell vector held alone: the cell grows in place.
+    if (kxArray* a = target.boxed(); a && a->cls == kxCELL_CLASS && step.subs.size() == 1 &&
+                                    step.subs[0].is_number() &&
+                                    step.subs[0].number_value() == double(kxGetNumberOfElements(a)) + 1 &&
+                                    kx::grow_vector(a, kxGetNumberOfElements(a) + 1)) {
+      kxSetCell(a, kxGetNumberOfElements(a) - 1, rhs.release());
+      return;
+    }
+    return ops::assign_brace(target, step.pointers, rhs.get());
+  }
   // c{i}... = v on a cell: in the element itself.
   if (kxArray* a = target.boxed(); a && a->cls == kxCELL_CLASS) {
     if (long long p = position_of(a, step.subs); p >= 0) {
@@ -252,6 +252,44 @@ void write(Value& target, std::vector<ResolvedStep>& steps, std::size_t k, Value
 }
 
 }  // namespace
+
+void store_scalar(void* data, kxSize k, const Value& v) {
+  switch (v.inline_class()) {
+    case kxDOUBLE_CLASS: static_cast<double*>(data)[k] = v.number_value(); break;
+    case kxSINGLE_CLASS: static_cast<float*>(data)[k] = v.single_value(); break;
+    case kxLOGICAL_CLASS: static_cast<bool*>(data)[k] = v.boolean_value(); break;
+    case kxCHAR_CLASS: static_cast<kxChar*>(data)[k] = static_cast<kxChar>(v.unsigned_value()); break;
+    case kxINT8_CLASS: static_cast<int8_t*>(data)[k] = static_cast<int8_t>(v.signed_value()); break;
+    case kxUINT8_CLASS: static_cast<uint8_t*>(data)[k] = static_cast<uint8_t>(v.unsigned_value()); break;
+    case kxINT16_CLASS: static_cast<int16_t*>(data)[k] = static_cast<int16_t>(v.signed_value()); break;
+    case kxUINT16_CLASS: static_cast<uint16_t*>(data)[k] = static_cast<uint16_t>(v.unsigned_value()); break;
+    case kxINT32_CLASS: static_cast<int32_t*>(data)[k] = static_cast<int32_t>(v.signed_value()); break;
+    case kxUINT32_CLASS: static_cast<uint32_t*>(data)[k] = static_cast<uint32_t>(v.unsigned_value()); break;
+    case kxINT64_CLASS: static_cast<int64_t*>(data)[k] = v.signed_value(); break;
+    case kxUINT64_CLASS: static_cast<uint64_t*>(data)[k] = v.unsigned_value(); break;
+    default: break;
+  }
+}
+
+void assign_elements(Value& target, const ValueList& subs, Value rhs) {
+  // A scalar into an array of its class held alone: in place, growing a vector by one
+  // element at its end in amortised constant time.
+  if (kxArray* a = target.boxed(); a && rhs.is_inline() && a->cls == rhs.inline_class() &&
+                                  !a->sparse && !a->data->complex && !storage_is_shared(a)) {
+    long long p = position_of(a, subs);
+    if (p < 0 && subs.size() == 1 && subs[0].is_number()) {
+      const kxSize n = kxGetNumberOfElements(a);
+      if (subs[0].number_value() == double(n) + 1 && kx::grow_vector(a, n + 1))
+        p = static_cast<long long>(n);
+    }
+    if (p >= 0) return store_scalar(kxGetData(a), static_cast<kxSize>(p), rhs);
+  }
+  std::vector<const kxArray*> pointers;
+  pointers.reserve(subs.size());
+  for (const Value& v : subs) pointers.push_back(v.get());
+  if (target && is_empty_double(rhs.boxed())) return ops::delete_elements(target, pointers);
+  ops::assign_index(target, pointers, rhs.get());
+}
 
 void assign_path(Frame& f, Value& target, const std::vector<Step>& steps, Value rhs) {
   std::vector<ResolvedStep> resolved = resolve(f, target, steps);

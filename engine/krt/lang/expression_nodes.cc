@@ -5,6 +5,7 @@
 #include "krt/array/operations.h"
 #include "krt/lang/interpreter.h"
 #include "krt/lang/scalar_ops.h"
+#include "krt/lang/statement_nodes.h"
 #include "krt/lang/symbols.h"
 #include "kx/error.h"
 
@@ -41,13 +42,39 @@ class BinaryNode final : public ExprNode {
     uses_end = lhs_->uses_end || rhs_->uses_end;
   }
 
+  bool number(Frame& f, double& out) const override {
+    if constexpr (is_logical_op(Op)) {
+      return false;
+    } else {
+      double x, y;
+      return lhs_->number(f, x) && rhs_->number(f, y) && scalar_numeric<Op>(x, y, out);
+    }
+  }
+
+  bool test(Frame& f) const override {
+    if constexpr (is_logical_op(Op) && Op != BinaryOp::ElemAnd && Op != BinaryOp::ElemOr) {
+      double x, y;
+      if (lhs_->number(f, x) && rhs_->number(f, y)) return scalar_logical<Op>(x, y);
+    }
+    return ExprNode::test(f);
+  }
+
   Value eval(Frame& f) const override {
+    double x, y;
+    if (lhs_->number(f, x) && rhs_->number(f, y)) {
+      if constexpr (is_logical_op(Op)) {
+        if constexpr (Op != BinaryOp::ElemAnd && Op != BinaryOp::ElemOr)
+          return Value::boolean(scalar_logical<Op>(x, y));
+      } else {
+        double r;
+        if (scalar_numeric<Op>(x, y, r)) return Value::number(r);
+      }
+    }
     // The left operand is read in place unless the right one could change it.
     Value left_holder, right_holder;
     const Value& a = rhs_->may_call ? (left_holder = lhs_->eval(f), left_holder)
                                     : lhs_->ref(f, left_holder);
     const Value& b = rhs_->ref(f, right_holder);
-    double x, y;
     if (double_scalars(a, b, x, y)) {
       if constexpr (is_logical_op(Op)) {
         if constexpr (Op == BinaryOp::ElemAnd || Op == BinaryOp::ElemOr) {
@@ -67,6 +94,11 @@ class BinaryNode final : public ExprNode {
 };
 
 }  // namespace
+
+bool ExprNode::test(Frame& f) const {
+  Value holder;
+  return truth(ref(f, holder));
+}
 
 // ---- Variables ------------------------------------------------------------------------
 
@@ -154,17 +186,23 @@ ShortCircuitNode::ShortCircuitNode(bool is_and, ExprNodePtr lhs, ExprNodePtr rhs
   uses_end = lhs_->uses_end || rhs_->uses_end;
 }
 
-Value ShortCircuitNode::eval(Frame& f) const {
-  Value holder;
-  bool left = ops::is_true(lhs_->ref(f, holder).get());
-  if (left != is_and_) return Value::boolean(left);
-  Value right_holder;
-  return Value::boolean(ops::is_true(rhs_->ref(f, right_holder).get()));
+Value ShortCircuitNode::eval(Frame& f) const { return Value::boolean(test(f)); }
+
+bool ShortCircuitNode::test(Frame& f) const {
+  bool left = lhs_->test(f);
+  if (left != is_and_) return left;
+  return rhs_->test(f);
 }
 
 UnaryNode::UnaryNode(UnaryOp op, ExprNodePtr operand) : op_(op), operand_(std::move(operand)) {
   may_call = operand_->may_call;
   uses_end = operand_->uses_end;
+}
+
+bool UnaryNode::number(Frame& f, double& out) const {
+  if (op_ == UnaryOp::Not || !operand_->number(f, out)) return false;
+  if (op_ == UnaryOp::Negate) out = -out;
+  return true;
 }
 
 Value UnaryNode::eval(Frame& f) const {

@@ -16,6 +16,11 @@ class ConstantNode final : public ExprNode {
   explicit ConstantNode(Value v) : value_(std::move(v)) { may_call = false; }
   Value eval(Frame&) const override { return value_.share(); }
   const Value& ref(Frame&, Value&) const override { return value_; }
+  bool number(Frame&, double& out) const override {
+    if (!value_.is_number()) return false;
+    out = value_.number_value();
+    return true;
+  }
   const Value& value() const { return value_; }
 
  private:
@@ -31,6 +36,12 @@ class VariableNode final : public ExprNode {
   Value eval(Frame& f) const override;
   const Value& ref(Frame& f, Value& holder) const override;
   void eval_outputs(Frame& f, int nargout, ValueList& out) const override;
+  bool number(Frame& f, double& out) const override {
+    const Value& v = f.workspace.at(slot_);
+    if (!v.is_number()) return false;
+    out = v.number_value();
+    return true;
+  }
   int slot() const { return slot_; }
   int symbol() const { return symbol_; }
 
@@ -62,6 +73,7 @@ class ShortCircuitNode final : public ExprNode {
  public:
   ShortCircuitNode(bool is_and, ExprNodePtr lhs, ExprNodePtr rhs);
   Value eval(Frame& f) const override;
+  bool test(Frame& f) const override;
 
  private:
   bool is_and_;
@@ -72,6 +84,7 @@ class UnaryNode final : public ExprNode {
  public:
   UnaryNode(UnaryOp op, ExprNodePtr operand);
   Value eval(Frame& f) const override;
+  bool number(Frame& f, double& out) const override;
 
  private:
   UnaryOp op_;

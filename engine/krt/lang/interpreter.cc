@@ -148,7 +148,11 @@ const CompiledFunction& Interpreter::compiled(const LoadedProgram& program, cons
 
 void Interpreter::call_function(const LoadedProgram& program, const Function& function,
                                 int nargout, ValueList& outputs, ValueList& inputs) {
-  const CompiledFunction& fn = compiled(program, function);
+  invoke(program, compiled(program, function), nargout, outputs, inputs);
+}
+
+void Interpreter::invoke(const LoadedProgram& program, const CompiledFunction& fn, int nargout,
+                         ValueList& outputs, ValueList& inputs) {
   const std::size_t fixed_in = fn.inputs.size();
   if (fn.varargin < 0 && inputs.size() > fixed_in)
     kx::raise("Korel:TooManyInputs", "Too many input arguments.");

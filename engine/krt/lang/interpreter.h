@@ -43,6 +43,11 @@ class Interpreter {
   // Calls a function of a loaded file.
   void call_function(const LoadedProgram& program, const Function& function, int nargout,
                      ValueList& outputs, ValueList& inputs);
+  // The same with the function already compiled (what call sites keep).
+  void invoke(const LoadedProgram& program, const CompiledFunction& function, int nargout,
+              ValueList& outputs, ValueList& inputs);
+  // A function of a loaded file, compiled on first use.
+  const CompiledFunction& compiled(const LoadedProgram& program, const Function& function);
 
   // Runs Korel text in `frame`'s workspace. With nargout > 0 the text must be one
   // expression, whose values are returned.
@@ -75,7 +80,6 @@ class Interpreter {
   void run_script(const LoadedProgram& program, Frame& caller);
   void call_gateway(kxNativeFunction fn, const std::string& name, int nargout,
                     ValueList& outputs, ValueList& inputs);
-  const CompiledFunction& compiled(const LoadedProgram& program, const Function& function);
 
   Host& host_;
   Workspace base_workspace_;

@@ -55,6 +55,13 @@ class ExprNode {
     return holder;
   }
 
+  // The value as a real double when the node computes one without side effects and
+  // without making an array (constants, variables, arithmetic on them); false, having
+  // done nothing, otherwise. What loops compute on, at the cost of no Value at all.
+  virtual bool number(Frame&, double&) const { return false; }
+  // The truth of the value as a condition (if, while, &&, ||).
+  virtual bool test(Frame& f) const;
+
   int line = 0;
   int column = 0;
   // Whether evaluating may run other code (a call), which could change variables.

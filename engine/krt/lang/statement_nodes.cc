@@ -91,7 +91,16 @@ Flow ExpressionStatement::exec(Frame& f) const {
 
 Flow AssignStatement::exec(Frame& f) const {
   Value value = expr_->eval(f);
-  store(f, target_, std::move(value));
+  const std::vector<Step>& steps = target_.steps;
+  if (steps.size() == 1 && steps[0].kind == Access::Kind::Paren) {
+    // name(subs) = value: the commonest indexed write, without the chain machinery.
+    Value& variable = variable_of(f, target_);
+    ValueList subs;
+    eval_subscripts(f, steps[0], variable ? variable.get() : nullptr, subs);
+    assign_elements(variable, subs, std::move(value));
+  } else {
+    store(f, target_, std::move(value));
+  }
   if (print_) show(f, target_);
   return Flow::Normal;
 }
@@ -127,8 +136,7 @@ Flow CommandStatement::exec(Frame& f) const {
 Flow IfStatement::exec(Frame& f) const {
   for (const Clause& clause : clauses) {
     f.line = clause.line;
-    Value holder;
-    if (truth(clause.condition->ref(f, holder))) return clause.body.exec(f);
+    if (clause.condition->test(f)) return clause.body.exec(f);
   }
   return else_body.exec(f);
 }
@@ -136,8 +144,7 @@ Flow IfStatement::exec(Frame& f) const {
 Flow WhileStatement::exec(Frame& f) const {
   for (;;) {
     f.line = line;
-    Value holder;
-    if (!truth(condition->ref(f, holder))) return Flow::Normal;
+    if (!condition->test(f)) return Flow::Normal;
     Flow result;
     if (loop_ends(body.exec(f), result)) return result;
   }

@@ -1,13 +1,23 @@
 #include "krt/lang/workspace.h"
 
+#include <new>
+
 namespace krt::lang {
 
 Workspace::Workspace(const Scope* scope)
-    : scope_(scope), static_count_(scope ? scope->size() : 0), statics_(inline_) {
+    : scope_(scope), static_count_(scope ? scope->size() : 0) {
   if (static_count_ > kInlineSlots) {
     heap_ = std::make_unique<Value[]>(static_cast<std::size_t>(static_count_));
     statics_ = heap_.get();
+  } else {
+    statics_ = reinterpret_cast<Value*>(inline_);
+    for (int k = 0; k < static_count_; ++k) new (statics_ + k) Value();
   }
+}
+
+Workspace::~Workspace() {
+  if (!heap_)
+    for (int k = 0; k < static_count_; ++k) statics_[k].~Value();
 }
 
 int Workspace::find(int symbol) const {
@@ -21,7 +31,8 @@ int Workspace::find(int symbol) const {
 int Workspace::add(int symbol) {
   if (int k = find(symbol); k >= 0) return k;
   added_symbols_.push_back(symbol);
-  added_.emplace_back();
+  if (!added_) added_ = std::make_unique<std::deque<Value>>();
+  added_->emplace_back();
   if (links_) links_->push_back(nullptr);
   return slot_count() - 1;
 }

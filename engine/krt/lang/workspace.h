@@ -44,6 +44,7 @@ class Workspace {
  public:
   // A workspace with the slots of `scope` (none when null), all unset.
   explicit Workspace(const Scope* scope = nullptr);
+  ~Workspace();
   Workspace(const Workspace&) = delete;
   Workspace& operator=(const Workspace&) = delete;
 
@@ -55,7 +56,7 @@ class Workspace {
   }
   // The workspace's own storage of a slot, ignoring links.
   Value& raw(int slot) {
-    return slot < static_count_ ? statics_[slot] : added_[static_cast<std::size_t>(slot - static_count_)];
+    return slot < static_count_ ? statics_[slot] : (*added_)[static_cast<std::size_t>(slot - static_count_)];
   }
 
   // The slot of `symbol`, or -1.
@@ -90,11 +91,13 @@ class Workspace {
 
   const Scope* scope_;
   int static_count_;
-  Value inline_[kInlineSlots];
+  // The first slots live here, made only as many as the scope has: a call of a small
+  // function allocates nothing.
+  alignas(Value) unsigned char inline_[kInlineSlots * sizeof(Value)];
   std::unique_ptr<Value[]> heap_;
   Value* statics_;
   std::vector<int> added_symbols_;
-  std::deque<Value> added_;
+  std::unique_ptr<std::deque<Value>> added_;  // made on first use: most calls add nothing
   std::unique_ptr<std::vector<Value*>> links_;
 };
 

@@ -40,7 +40,7 @@ struct IntrinsicEntry {
 };
 
 // A parsed Korel file with its functions by symbol.
-struct LoadedProgram {
+struct LoadedProgram : std::enable_shared_from_this<LoadedProgram> {
   std::string path;  // the file
   std::string name;  // its stem: the name it is called by
   std::unique_ptr<Program> program;

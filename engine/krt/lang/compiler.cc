@@ -1,8 +1,10 @@
 #include "krt/lang/compiler.h"
 
+#include <algorithm>
 #include <string>
 
 #include "krt/lang/access_nodes.h"
+#include "krt/lang/anonymous.h"
 #include "krt/lang/expression_nodes.h"
 #include "krt/lang/statement_nodes.h"
 #include "krt/lang/symbols.h"
@@ -38,6 +40,38 @@ void collect_variables(const Block& block, Scope& scope) {
   }
 }
 
+// The names an expression uses that `bound` does not hold, each once, in order met.
+void collect_free(const Expr& e, std::vector<int>& bound, std::vector<int>& out) {
+  auto note = [&](const std::string& name) {
+    int symbol = intern(name);
+    if (std::find(bound.begin(), bound.end(), symbol) != bound.end()) return;
+    if (std::find(out.begin(), out.end(), symbol) == out.end()) out.push_back(symbol);
+  };
+  switch (e.kind) {
+    case Expr::Kind::Identifier: note(e.text); return;
+    case Expr::Kind::Postfix:
+      note(e.text);
+      for (const Access& a : e.chain) {
+        for (const ExprPtr& arg : a.args) collect_free(*arg, bound, out);
+        if (a.dynamic_field) collect_free(*a.dynamic_field, bound, out);
+      }
+      return;
+    case Expr::Kind::AnonymousFunction: {
+      std::size_t before = bound.size();
+      for (const std::string& p : e.params) bound.push_back(intern(p));
+      collect_free(*e.lhs, bound, out);
+      bound.resize(before);
+      return;
+    }
+    default: break;
+  }
+  if (e.lhs) collect_free(*e.lhs, bound, out);
+  if (e.step) collect_free(*e.step, bound, out);
+  if (e.rhs) collect_free(*e.rhs, bound, out);
+  for (const auto& row : e.rows)
+    for (const ExprPtr& element : row) collect_free(*element, bound, out);
+}
+
 class Compiler {
  public:
   // `scope` null: names are looked up when the code runs.
@@ -59,6 +93,7 @@ class Compiler {
   std::vector<Step> steps(const std::vector<Access>& chain);
   ExprNodePtr access(const Expr& e, const std::vector<Access>& chain);
   AssignTarget target(const LValue& lv);
+  ExprNodePtr anonymous(const Expr& e);
   AssignTarget named_target(const std::string& name);
 
   const Scope* scope_;
@@ -124,9 +159,37 @@ ExprNodePtr Compiler::expression(const Expr& e) {
       return at(std::make_unique<MatrixNode>(std::move(rows), e.kind == Expr::Kind::Cell), e);
     }
     case Expr::Kind::FunctionHandle: return at(std::make_unique<FunctionHandleNode>(e.text), e);
+    case Expr::Kind::AnonymousFunction: return anonymous(e);
     default: break;
   }
   kx::raise("Korel:internal", "This kind of expression cannot be evaluated yet.");
+}
+
+ExprNodePtr Compiler::anonymous(const Expr& e) {
+  auto code = std::make_shared<AnonymousCode>();
+  code->text = e.text;
+  code->line = e.line;
+  std::vector<int> bound;
+  for (std::size_t k = 0; k < e.params.size(); ++k) {
+    const std::string& p = e.params[k];
+    // An ignored parameter still takes its place; it gets a slot no name reaches.
+    int slot = code->scope.add(intern(p == "~" ? "~" + std::to_string(k) : p));
+    if (p == "varargin" && k + 1 == e.params.size())
+      code->varargin = slot;
+    else
+      code->params.push_back(slot);
+    bound.push_back(intern(p));
+  }
+  std::vector<int> free;
+  collect_free(*e.lhs, bound, free);
+  std::vector<int> enclosing;
+  for (int symbol : free) {
+    code->free_symbols.push_back(symbol);
+    code->free_slots.push_back(code->scope.add(symbol));
+    enclosing.push_back(scope_ ? scope_->find(symbol) : -1);
+  }
+  code->body = Compiler(&code->scope).expression(*e.lhs);
+  return at(std::make_unique<AnonymousFunctionNode>(std::move(code), std::move(enclosing)), e);
 }
 
 AssignTarget Compiler::named_target(const std::string& name) {

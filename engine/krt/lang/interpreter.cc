@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "krt/gateway.h"
+#include "krt/lang/anonymous.h"
 #include "krt/lang/compiler.h"
 #include "krt/lang/parser.h"
 #include "krt/lang/statement_nodes.h"
@@ -109,6 +110,8 @@ void Interpreter::call_target(const Target& target, int symbol, Frame& caller, i
 
 void Interpreter::call_handle(const kxArray* handle, Frame& caller, int nargout,
                               ValueList& outputs, ValueList& inputs) {
+  if (const Closure* closure = closure_of(handle))
+    return call_closure(*closure, nargout, outputs, inputs);
   const char* name = kxGetFunctionName(handle);
   if (kxNativeFunction fn = kxGetNativeFunction(handle))
     return call_gateway(fn, name ? name : "", nargout, outputs, inputs);
@@ -208,6 +211,30 @@ void Interpreter::invoke(const LoadedProgram& program, const CompiledFunction& f
     }
     const kxArray* element = kxGetCell(rest.get(), k);
     outputs.push_back(element ? Value::share(element) : make_empty_double());
+  }
+}
+
+void Interpreter::call_closure(const Closure& closure, int nargout, ValueList& outputs,
+                               ValueList& inputs) {
+  const AnonymousCode& code = *closure.code;
+  if (code.varargin < 0 && inputs.size() > code.params.size())
+    kx::raise("Korel:TooManyInputs", "Too many input arguments.");
+  Workspace workspace(&code.scope);
+  for (std::size_t k = 0; k < code.free_slots.size(); ++k)
+    if (closure.captured[k]) workspace.raw(code.free_slots[k]) = closure.captured[k].share();
+  const std::size_t fixed = code.params.size();
+  for (std::size_t i = 0; i < inputs.size() && i < fixed; ++i)
+    workspace.raw(code.params[i]) = std::move(inputs[i]);
+  if (code.varargin >= 0) workspace.raw(code.varargin) = cell_of(inputs, fixed);
+  Frame frame{*this, workspace, closure.program.get(), nullptr, code.text, code.line,
+              static_cast<int>(inputs.size()), nargout};
+  ActiveFrame active(frames_, frame);
+  try {
+    code.body->eval_outputs(frame, nargout, outputs);
+  } catch (const kx::KorelError& e) {
+    rethrow_with_stack(e);
+  } catch (const std::bad_alloc&) {
+    throw Error("Korel:nomem", "Out of memory.", stack());
   }
 }
 

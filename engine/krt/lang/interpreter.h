@@ -14,6 +14,8 @@
 
 namespace krt::lang {
 
+struct Closure;
+
 // What `end` refers to while a subscript is evaluated.
 struct EndContext {
   const kxArray* array;
@@ -78,6 +80,7 @@ class Interpreter {
 
  private:
   void run_script(const LoadedProgram& program, Frame& caller);
+  void call_closure(const Closure& closure, int nargout, ValueList& outputs, ValueList& inputs);
   void call_gateway(kxNativeFunction fn, const std::string& name, int nargout,
                     ValueList& outputs, ValueList& inputs);
 

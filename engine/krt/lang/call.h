@@ -37,6 +37,15 @@ using Intrinsic = void (*)(CallContext& context, int nargout, ValueList& outputs
 struct IntrinsicEntry {
   const char* name;
   Intrinsic function;
+  // One line for the language reference: what it does, and its limits where it has any.
+  const char* summary = nullptr;
+};
+
+// A table of built-ins of one area (ended by an entry with a null name), as the
+// language reference groups them.
+struct IntrinsicGroup {
+  const char* area;
+  const IntrinsicEntry* entries;
 };
 
 // A parsed Korel file with its functions by symbol.

@@ -10,6 +10,7 @@
 
 #include "korel/kx.h"
 #include "krt/array/value.h"
+#include "krt/lang/call.h"
 
 namespace krt::library {
 
@@ -25,7 +26,12 @@ inline constexpr int kUnlimited = INT_MAX;
 // of them, so that a failure halfway never leaves the caller holding part of them.
 class Call {
  public:
-  Call(const char* name, int nlhs, int nrhs, kxArray* const* prhs);
+  Call(const char* name, lang::CallContext& context, int nargout, lang::ValueList& inputs);
+
+  // The engine, for the built-ins that call back into Korel.
+  lang::CallContext& context() const { return context_; }
+  // Input k as the evaluator holds it: an inline scalar is read without an array.
+  const Value& value(int k) const { return values_[static_cast<std::size_t>(k)]; }
 
   const char* name() const { return name_; }
   int input_count() const { return static_cast<int>(inputs_.size()); }
@@ -41,8 +47,8 @@ class Call {
   }
 
   void set_output(int k, Value v);
-  // Gives the results to the caller's slots; nothing raises after this starts.
-  void hand_over(kxArray* plhs[]) noexcept;
+  // Gives the results made to the caller, in order up to the first one not made.
+  void hand_over(lang::ValueList& outputs) noexcept;
 
   // "Korel:<name>:<reason>".
   std::string id(std::string_view reason) const;
@@ -50,6 +56,8 @@ class Call {
 
  private:
   const char* name_;
+  lang::CallContext& context_;
+  lang::ValueList& values_;
   int requested_;
   std::vector<const kxArray*> inputs_;
   std::vector<Value> outputs_;
@@ -57,8 +65,8 @@ class Call {
 
 // Runs `body` as the built-in `name`: checks the argument counts against `arity`, turns
 // running out of memory into a Korel error and hands the results over at the end.
-void run(const char* name, Arity arity, int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[],
-         void (*body)(Call&));
+void run(const char* name, Arity arity, lang::CallContext& context, int nargout,
+         lang::ValueList& outputs, lang::ValueList& inputs, void (*body)(Call&));
 
 // ---- Reading arguments ---------------------------------------------------------------
 

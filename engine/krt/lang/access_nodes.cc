@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "krt/array/operations.h"
+#include "krt/lang/handle_object.h"
 #include "krt/lang/interpreter.h"
 #include "krt/lang/symbols.h"
 #include "kx/array.h"
@@ -98,12 +99,25 @@ void CallSite::call(Frame& caller, int nargout, ValueList& outputs, ValueList& i
   interpreter.call_target(target_, symbol_, caller, nargout, outputs, inputs);
 }
 
+bool CallSite::resolves(Frame& caller) const {
+  if (caller.program && caller.program->find(symbol_)) return true;
+  Host& host = caller.interpreter.host();
+  const uint64_t generation = host.resolution_generation();
+  if (generation != generation_ || !target_) {
+    target_ = host.resolve(symbol_);
+    generation_ = target_ ? generation : 0;
+  }
+  return static_cast<bool>(target_);
+}
+
 // ---- Accesses -----------------------------------------------------------------------------
 
 AccessNode::AccessNode(Base base, int slot, int symbol, std::vector<Step> steps)
     : base_(base), slot_(slot), site_(symbol), steps_(std::move(steps)), name_(symbol_name(symbol)) {
   // An `end` in the arguments refers to an outer array when this turns out to be a call;
   // saying so is harmless when it indexes (the index then gives `end` its own array).
+  if (base_ != Base::Slot && !steps_.empty() && steps_[0].kind == Access::Kind::Field)
+    dotted_ = std::make_unique<CallSite>(intern(name_ + "." + steps_[0].field));
   for (const Step& s : steps_) {
     for (const ExprNodePtr& arg : s.args) uses_end = uses_end || arg->uses_end;
     if (s.dynamic_field) uses_end = uses_end || s.dynamic_field->uses_end;
@@ -159,6 +173,8 @@ void AccessNode::evaluate(Frame& f, int nargout, ValueList& out) const {
     return apply(f, variable->share(), 0, nargout, out);
   }
 
+  if (dotted_ && dotted_->resolves(f)) return call_dotted(f, nargout, out);
+
   // A call: the first () holds the arguments.
   ValueList args;
   std::size_t next = 0;
@@ -174,14 +190,48 @@ void AccessNode::evaluate(Frame& f, int nargout, ValueList& out) const {
   apply(f, std::move(results[0]), next, nargout, out);
 }
 
+void AccessNode::call_dotted(Frame& f, int nargout, ValueList& out) const {
+  ValueList args;
+  std::size_t next = 1;
+  if (steps_.size() > 1 && steps_[1].kind == Access::Kind::Paren) {
+    eval_arguments(f, steps_[1].args, args);
+    next = 2;
+  }
+  if (next == steps_.size()) return dotted_->call(f, nargout, out, args);
+  ValueList results;
+  dotted_->call(f, 1, results, args);
+  if (results.empty() || !results[0])
+    kx::raise("Korel:noValue", "'" + symbol_name(dotted_->symbol()) + "' returned no value to index into.");
+  apply(f, std::move(results[0]), next, nargout, out);
+}
+
 void AccessNode::apply(Frame& f, Value current, std::size_t from, int nargout,
                        ValueList& out) const {
   for (std::size_t k = from; k < steps_.size(); ++k) {
     const Step& step = steps_[k];
-    const bool last = k + 1 == steps_.size();
-    const int wanted = last ? nargout : 1;
+    bool last = k + 1 == steps_.size();
+    int wanted = last ? nargout : 1;
     ValueList many;
-    if (step.kind == Access::Kind::Field || step.kind == Access::Kind::DynamicField) {
+    if (const HandleObject* object = handle_object_of(current.boxed())) {
+      // The object answers for itself; a member followed by () is a method call.
+      CallContext context{f.interpreter, f};
+      if (step.kind == Access::Kind::Paren || step.kind == Access::Kind::Brace) {
+        ValueList subs;
+        eval_subscripts(f, step, current.get(), subs);
+        object->index(context, subs, wanted, many);
+      } else {
+        const std::string name = step_field_name(f, step);
+        if (!last && steps_[k + 1].kind == Access::Kind::Paren) {
+          ValueList args;
+          eval_arguments(f, steps_[++k].args, args);
+          last = k + 1 == steps_.size();
+          wanted = last ? nargout : 1;
+          object->member(context, name, &args, wanted, many);
+        } else {
+          object->member(context, name, nullptr, wanted, many);
+        }
+      }
+    } else if (step.kind == Access::Kind::Field || step.kind == Access::Kind::DynamicField) {
       for (Value& v : ops::field(current.get(), step_field_name(f, step))) many.push_back(std::move(v));
     } else if (step.kind == Access::Kind::Paren && kxIsFunctionHandle(current.get())) {
       ValueList args;

@@ -35,6 +35,8 @@ class CallSite {
   // Calls the function as seen from `caller`: a local function of the caller's file if
   // it has one, else what the host resolves (kept until the host's resolution changes).
   void call(Frame& caller, int nargout, ValueList& outputs, ValueList& inputs) const;
+  // Whether the name names a function as seen from `caller`.
+  bool resolves(Frame& caller) const;
   int symbol() const { return symbol_; }
 
  private:
@@ -68,9 +70,14 @@ class AccessNode final : public ExprNode {
   // Applies steps[from...] to `current`.
   void apply(Frame& f, Value current, std::size_t from, int nargout, ValueList& out) const;
 
+  // A call of the whole dotted name (`containers.Map(...)`) when the first step is a
+  // field and the name is no variable.
+  void call_dotted(Frame& f, int nargout, ValueList& out) const;
+
   Base base_;
   int slot_;
   CallSite site_;
+  std::unique_ptr<CallSite> dotted_;  // name.field, when the chain starts with a field
   std::vector<Step> steps_;
   std::string name_;
 };

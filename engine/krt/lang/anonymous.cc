@@ -30,7 +30,7 @@ Value AnonymousFunctionNode::eval(Frame& f) const {
 
 const Closure* closure_of(const kxArray* handle) {
   if (!handle || !kxIsFunctionHandle(handle)) return nullptr;
-  return static_cast<const Closure*>(kx::payload_of(handle));
+  return dynamic_cast<const Closure*>(kx::payload_of(handle));
 }
 
 }  // namespace krt::lang

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "krt/lang/nodes.h"
+#include "kx/payload.h"
 
 namespace krt::lang {
 
@@ -25,7 +26,7 @@ struct AnonymousCode {
 };
 
 // What an anonymous function handle carries.
-struct Closure {
+struct Closure final : kx::Payload {
   std::shared_ptr<const AnonymousCode> code;
   std::vector<Value> captured;                   // by free name; unset: not a variable then
   std::shared_ptr<const LoadedProgram> program;  // where it was made: its local functions

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "krt/array/operations.h"
+#include "krt/lang/handle_object.h"
 #include "krt/lang/interpreter.h"
 #include "kx/array.h"
 #include "kx/error.h"
@@ -142,9 +143,9 @@ class TakenElement {
   Value value_;
 };
 
-void write(Value& target, std::vector<ResolvedStep>& steps, std::size_t k, Value rhs);
+void write(Frame& f, Value& target, std::vector<ResolvedStep>& steps, std::size_t k, Value rhs);
 
-void write_field(Value& target, std::vector<ResolvedStep>& steps, std::size_t k, Value rhs) {
+void write_field(Frame& f, Value& target, std::vector<ResolvedStep>& steps, std::size_t k, Value rhs) {
   const std::string& name = steps[k].field;
   if (k + 1 == steps.size()) return ops::assign_field(target, name, rhs.get());
   if (!target || is_empty_double(target.boxed())) {
@@ -158,7 +159,7 @@ void write_field(Value& target, std::vector<ResolvedStep>& steps, std::size_t k,
     if (field < 0) field = kxAddField(s, name.c_str());
     if (field < 0) kx::raise("Korel:nomem", "Out of memory.");
     TakenElement inner(s, static_cast<std::size_t>(field));
-    return write(inner.value(), steps, k + 1, std::move(rhs));
+    return write(f, inner.value(), steps, k + 1, std::move(rhs));
   }
   // Struct arrays and objects: through a copy of the field.
   Value inner;
@@ -167,13 +168,13 @@ void write_field(Value& target, std::vector<ResolvedStep>& steps, std::size_t k,
     std::vector<Value> current = ops::field(target.get(), name);
     if (current.size() == 1) inner = std::move(current[0]);
   }
-  write(inner, steps, k + 1, std::move(rhs));
+  write(f, inner, steps, k + 1, std::move(rhs));
   ops::assign_field(target, name, inner.get());
 }
 
-void write_paren(Value& target, std::vector<ResolvedStep>& steps, std::size_t k, Value rhs) {
+void write_paren(Frame& f, Value& target, std::vector<ResolvedStep>& steps, std::size_t k, Value rhs) {
   ResolvedStep& step = steps[k];
-  if (k + 1 == steps.size()) return assign_elements(target, step.subs, std::move(rhs));
+  if (k + 1 == steps.size()) return assign_elements(f, target, step.subs, std::move(rhs));
   // s(i).name... = v on a struct array: straight into the element's field.
   const ResolvedStep& next = steps[k + 1];
   if (kxArray* a = target.boxed(); a && a->cls == kxSTRUCT_CLASS &&
@@ -191,7 +192,7 @@ void write_paren(Value& target, std::vector<ResolvedStep>& steps, std::size_t k,
         inner.value() = std::move(rhs);
         return;
       }
-      return write(inner.value(), steps, k + 2, std::move(rhs));
+      return write(f, inner.value(), steps, k + 2, std::move(rhs));
     }
   }
   // Anything else through a copy of the selection.
@@ -203,11 +204,11 @@ void write_paren(Value& target, std::vector<ResolvedStep>& steps, std::size_t k,
       if (e.identifier() != "Korel:badsubscript") throw;  // growing: starts empty
     }
   }
-  write(inner, steps, k + 1, std::move(rhs));
+  write(f, inner, steps, k + 1, std::move(rhs));
   ops::assign_index(target, step.pointers, inner.get());
 }
 
-void write_brace(Value& target, std::vector<ResolvedStep>& steps, std::size_t k, Value rhs) {
+void write_brace(Frame& f, Value& target, std::vector<ResolvedStep>& steps, std::size_t k, Value rhs) {
   ResolvedStep& step = steps[k];
   if (k + 1 == steps.size()) {
     // c{end+1} = v on a cell vector held alone: the cell grows in place.
@@ -225,7 +226,7 @@ void write_brace(Value& target, std::vector<ResolvedStep>& steps, std::size_t k,
     if (long long p = position_of(a, step.subs); p >= 0) {
       target.make_writable();
       TakenElement inner(target.get(), static_cast<std::size_t>(p));
-      return write(inner.value(), steps, k + 1, std::move(rhs));
+      return write(f, inner.value(), steps, k + 1, std::move(rhs));
     }
   }
   Value inner;
@@ -238,16 +239,16 @@ void write_brace(Value& target, std::vector<ResolvedStep>& steps, std::size_t k,
     }
   }
   if (inner && is_empty_double(inner.get())) inner.reset();
-  write(inner, steps, k + 1, std::move(rhs));
+  write(f, inner, steps, k + 1, std::move(rhs));
   ops::assign_brace(target, step.pointers, inner.get());
 }
 
-void write(Value& target, std::vector<ResolvedStep>& steps, std::size_t k, Value rhs) {
+void write(Frame& f, Value& target, std::vector<ResolvedStep>& steps, std::size_t k, Value rhs) {
   switch (steps[k].kind) {
     case Access::Kind::Field:
-    case Access::Kind::DynamicField: return write_field(target, steps, k, std::move(rhs));
-    case Access::Kind::Paren: return write_paren(target, steps, k, std::move(rhs));
-    case Access::Kind::Brace: return write_brace(target, steps, k, std::move(rhs));
+    case Access::Kind::DynamicField: return write_field(f, target, steps, k, std::move(rhs));
+    case Access::Kind::Paren: return write_paren(f, target, steps, k, std::move(rhs));
+    case Access::Kind::Brace: return write_brace(f, target, steps, k, std::move(rhs));
   }
 }
 
@@ -271,7 +272,11 @@ void store_scalar(void* data, kxSize k, const Value& v) {
   }
 }
 
-void assign_elements(Value& target, const ValueList& subs, Value rhs) {
+void assign_elements(Frame& f, Value& target, ValueList& subs, Value rhs) {
+  if (const HandleObject* object = handle_object_of(target.boxed())) {
+    CallContext context{f.interpreter, f};
+    return object->assign(context, subs, std::move(rhs));
+  }
   // A scalar into an array of its class held alone: in place, growing a vector by one
   // element at its end in amortised constant time.
   if (kxArray* a = target.boxed(); a && rhs.is_inline() && a->cls == rhs.inline_class() &&
@@ -293,7 +298,7 @@ void assign_elements(Value& target, const ValueList& subs, Value rhs) {
 
 void assign_path(Frame& f, Value& target, const std::vector<Step>& steps, Value rhs) {
   std::vector<ResolvedStep> resolved = resolve(f, target, steps);
-  write(target, resolved, 0, std::move(rhs));
+  write(f, target, resolved, 0, std::move(rhs));
 }
 
 }  // namespace krt::lang

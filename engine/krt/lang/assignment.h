@@ -19,8 +19,8 @@ void assign_path(Frame& f, Value& target, const std::vector<Step>& steps, Value 
 
 // target(subs) = rhs for subscripts already evaluated: in place when a scalar goes into
 // an array of its class held alone (growing a vector at its end), else by the array
-// operations; `[]` deletes.
-void assign_elements(Value& target, const ValueList& subs, Value rhs);
+// operations; `[]` deletes. A handle object assigns for itself.
+void assign_elements(Frame& f, Value& target, ValueList& subs, Value rhs);
 
 // Stores an inline scalar as element k of an array of its class.
 void store_scalar(void* data, kxSize k, const Value& v);

@@ -97,7 +97,7 @@ Flow AssignStatement::exec(Frame& f) const {
     Value& variable = variable_of(f, target_);
     ValueList subs;
     eval_subscripts(f, steps[0], variable ? variable.get() : nullptr, subs);
-    assign_elements(variable, subs, std::move(value));
+    assign_elements(f, variable, subs, std::move(value));
   } else {
     store(f, target_, std::move(value));
   }

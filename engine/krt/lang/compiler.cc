@@ -131,7 +131,13 @@ ExprNodePtr Compiler::access(const Expr& e, const std::vector<Access>& chain) {
 
 ExprNodePtr Compiler::expression(const Expr& e) {
   switch (e.kind) {
-    case Expr::Kind::Number: return at(std::make_unique<ConstantNode>(Value::number(e.number)), e);
+    case Expr::Kind::Number: {
+      if (!e.imaginary) return at(std::make_unique<ConstantNode>(Value::number(e.number)), e);
+      Value z = checked(kxCreateDoubleMatrix(1, 1, kxCOMPLEX));
+      kxGetPr(z.get())[0] = 0;
+      kxGetPi(z.get())[0] = e.number;
+      return at(std::make_unique<ConstantNode>(std::move(z)), e);
+    }
     case Expr::Kind::String: return at(std::make_unique<ConstantNode>(make_string(e.text)), e);
     case Expr::Kind::Identifier: return access(e, {});
     case Expr::Kind::Postfix: return access(e, e.chain);

@@ -296,7 +296,59 @@ void assign_elements(Frame& f, Value& target, ValueList& subs, Value rhs) {
   ops::assign_index(target, pointers, rhs.get());
 }
 
+namespace {
+
+// The array that static field steps reach from `a` through scalar structs nobody else
+// holds, or null: the place `s.a.b(i) = v` can write into directly.
+kxArray* unshared_field_target(kxArray* a, const std::vector<Step>& steps, std::size_t count) {
+  for (std::size_t k = 0; k < count; ++k) {
+    if (!is_scalar_struct(a) || a->data.use_count() != 1) return nullptr;
+    const Step& step = steps[k];
+    if (step.kind != Access::Kind::Field) return nullptr;
+    int field = kxGetFieldNumber(a, step.field.c_str());
+    if (field < 0) return nullptr;
+    a = a->data->elements[static_cast<std::size_t>(field)];
+    if (!a) return nullptr;
+  }
+  return a;
+}
+
+// s.f...(subs) = scalar into a plain array of the scalar's class held by nobody else,
+// without taking anything apart. False, having run no Korel code, when that does not
+// apply; true when done.
+bool write_through_fields(Frame& f, Value& target, const std::vector<Step>& steps, const Value& rhs) {
+  const std::size_t fields = steps.size() - 1;
+  if (fields == 0 || steps.back().kind != Access::Kind::Paren || !rhs.is_inline()) return false;
+  kxArray* a = unshared_field_target(target.boxed(), steps, fields);
+  if (!a || a->cls != rhs.inline_class() || a->sparse || a->data->complex || storage_is_shared(a))
+    return false;
+  ValueList subs;
+  eval_subscripts(f, steps.back(), a, subs);
+  // The subscripts may have run code that changed the variable: find the place again.
+  a = unshared_field_target(target.boxed(), steps, fields);
+  long long p = a && a->cls == rhs.inline_class() && !storage_is_shared(a) ? position_of(a, subs) : -1;
+  if (p < 0) {
+    // Not a plain write after all: the general path, with these subscripts.
+    std::vector<ResolvedStep> resolved(steps.size());
+    for (std::size_t k = 0; k < fields; ++k) {
+      resolved[k].kind = steps[k].kind;
+      resolved[k].field = steps[k].field;
+    }
+    ResolvedStep& last = resolved.back();
+    last.kind = Access::Kind::Paren;
+    last.subs = std::move(subs);
+    for (const Value& v : last.subs) last.pointers.push_back(v.get());
+    write(f, target, resolved, 0, rhs.share());
+    return true;
+  }
+  store_scalar(kxGetData(a), static_cast<kxSize>(p), rhs);
+  return true;
+}
+
+}  // namespace
+
 void assign_path(Frame& f, Value& target, const std::vector<Step>& steps, Value rhs) {
+  if (write_through_fields(f, target, steps, rhs)) return;
   std::vector<ResolvedStep> resolved = resolve(f, target, steps);
   write(f, target, resolved, 0, std::move(rhs));
 }

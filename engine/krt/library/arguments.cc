@@ -13,12 +13,17 @@ namespace krt::library {
 
 Call::Call(const char* name, lang::CallContext& context, int nargout, lang::ValueList& inputs)
     : name_(name), context_(context), values_(inputs), requested_(nargout > 0 ? nargout : 0) {
-  inputs_.reserve(inputs.size());
-  for (std::size_t k = 0; k < inputs.size(); ++k) {
+  for (std::size_t k = 0; k < inputs.size(); ++k)
     if (!inputs[k]) fail("missingInput", "Input " + std::to_string(k + 1) + " has no value.");
-    inputs_.push_back(inputs[k].get());
-  }
   outputs_.resize(static_cast<std::size_t>(output_count()));
+}
+
+std::span<const kxArray* const> Call::all_inputs() const {
+  if (inputs_.size() != values_.size()) {
+    inputs_.clear();
+    for (const Value& v : values_) inputs_.push_back(v.get());
+  }
+  return inputs_;
 }
 
 void Call::set_output(int k, Value v) { outputs_[static_cast<std::size_t>(k)] = std::move(v); }

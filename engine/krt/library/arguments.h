@@ -34,16 +34,17 @@ class Call {
   const Value& value(int k) const { return values_[static_cast<std::size_t>(k)]; }
 
   const char* name() const { return name_; }
-  int input_count() const { return static_cast<int>(inputs_.size()); }
+  int input_count() const { return static_cast<int>(values_.size()); }
   // How many outputs the caller asked for (0 when the value only becomes `ans`).
   int requested_outputs() const { return requested_; }
   // How many outputs to make: at least one.
   int output_count() const { return requested_ > 0 ? requested_ : 1; }
 
-  const kxArray* input(int k) const { return inputs_[static_cast<std::size_t>(k)]; }
-  std::span<const kxArray* const> inputs() const { return inputs_; }
+  // Input k as an array (an inline scalar becomes one on first use).
+  const kxArray* input(int k) const { return values_[static_cast<std::size_t>(k)].get(); }
+  std::span<const kxArray* const> inputs() const { return all_inputs(); }
   std::span<const kxArray* const> inputs_from(int k) const {
-    return std::span<const kxArray* const>(inputs_).subspan(static_cast<std::size_t>(k));
+    return all_inputs().subspan(static_cast<std::size_t>(k));
   }
 
   void set_output(int k, Value v);
@@ -59,8 +60,10 @@ class Call {
   lang::CallContext& context_;
   lang::ValueList& values_;
   int requested_;
-  std::vector<const kxArray*> inputs_;
-  std::vector<Value> outputs_;
+  std::span<const kxArray* const> all_inputs() const;
+
+  mutable std::vector<const kxArray*> inputs_;  // made when asked for all at once
+  lang::ValueList outputs_;
 };
 
 // Runs `body` as the built-in `name`: checks the argument counts against `arity`, turns

@@ -1,4 +1,5 @@
 // Making arrays: zeros ones cell struct fieldnames.
+#include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <cstring>
@@ -71,7 +72,11 @@ Value filled_array(const Call& call, Wide value) {
   Value out = make_numeric(cls, dims);
   if (value != 0) {
     void* data = kxGetData(out.get());
-    for (kxSize i = 0; i < element_count(dims); ++i) store_wide(data, cls, i, value);
+    const kxSize n = element_count(dims);
+    if (cls == kxDOUBLE_CLASS)
+      std::fill_n(static_cast<double*>(data), n, static_cast<double>(value));
+    else
+      for (kxSize i = 0; i < n; ++i) store_wide(data, cls, i, value);
   }
   return out;
 }

@@ -122,38 +122,60 @@ C remainder_of(C x, C y) {
   return std::fmod(x, y);
 }
 
+// A real double scalar argument (and another for the two-argument functions), at most one
+// output asked: what loops pass, answered without making arrays.
+bool scalar_call(int nargout, const lang::ValueList& in, double& x) {
+  if (nargout > 1 || in.size() != 1 || !in[0].is_number()) return false;
+  x = in[0].number_value();
+  return true;
+}
+bool scalar_pair(int nargout, const lang::ValueList& in, double& x, double& y) {
+  if (nargout > 1 || in.size() != 2 || !in[0].is_number() || !in[1].is_number()) return false;
+  x = in[0].number_value();
+  y = in[1].number_value();
+  return true;
+}
+
 }  // namespace
 
 void abs(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  if (double x; scalar_call(nargout, inputs, x)) return outputs.push_back(Value::number(std::fabs(x)));
   run("abs", {1, 1, 1}, context, nargout, outputs, inputs,
       [](Call& call) { call.set_output(0, magnitudes(call)); });
 }
 
 void floor(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  if (double x; scalar_call(nargout, inputs, x)) return outputs.push_back(Value::number(std::floor(x)));
   rounding("floor", Floor{}, context, nargout, outputs, inputs);
 }
 void ceil(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  if (double x; scalar_call(nargout, inputs, x)) return outputs.push_back(Value::number(std::ceil(x)));
   rounding("ceil", Ceil{}, context, nargout, outputs, inputs);
 }
 void round(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  if (double x; scalar_call(nargout, inputs, x)) return outputs.push_back(Value::number(std::round(x)));
   rounding("round", Round{}, context, nargout, outputs, inputs);
 }
 void fix(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  if (double x; scalar_call(nargout, inputs, x)) return outputs.push_back(Value::number(std::trunc(x)));
   rounding("fix", Fix{}, context, nargout, outputs, inputs);
 }
 
 void sqrt(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  if (double x; scalar_call(nargout, inputs, x) && !(x < 0)) return outputs.push_back(Value::number(std::sqrt(x)));
   run("sqrt", {1, 1, 1}, context, nargout, outputs, inputs,
       [](Call& call) { call.set_output(0, square_roots(call)); });
 }
 
 void mod(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  if (double x, y; scalar_pair(nargout, inputs, x, y)) return outputs.push_back(Value::number(modulo(x, y)));
   run("mod", {2, 2, 1}, context, nargout, outputs, inputs, [](Call& call) {
     call.set_output(0, combine(call, [](auto x, auto y) { return modulo(x, y); }));
   });
 }
 
 void rem(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  if (double x, y; scalar_pair(nargout, inputs, x, y)) return outputs.push_back(Value::number(remainder_of(x, y)));
   run("rem", {2, 2, 1}, context, nargout, outputs, inputs, [](Call& call) {
     call.set_output(0, combine(call, [](auto x, auto y) { return remainder_of(x, y); }));
   });

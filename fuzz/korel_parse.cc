@@ -4,7 +4,8 @@
 //    couple of tokens per byte;
 //  - the parser must give a tree or throw SyntaxError, each at a place inside the text;
 //  - a tree is printed back as Korel text, with only the brackets its operators need and
-//    no blanks inside expressions, and that text must parse to the same tree.
+//    no blanks inside expressions, and that text must parse to the same tree;
+//  - an anonymous function keeps a piece of the text that begins with '@'.
 // Anything else aborts and is reported.
 #include <cmath>
 #include <cstdint>
@@ -70,6 +71,11 @@ class Places {
                std::to_string(line),
            text_);
   }
+  // Text a node says it was written as.
+  void check_source(const std::string& piece, const char* what) const {
+    if (piece.empty() || piece[0] != '@' || text_.find(piece) == std::string_view::npos)
+      fail(std::string(what) + " keeps text not in the source: " + visible(piece), text_);
+  }
   void check_line(int line, const char* what) const {
     if (line < 1 || static_cast<std::size_t>(line) > lengths_.size())
       fail(std::string(what) + " at line " + std::to_string(line), text_);
@@ -82,8 +88,10 @@ class Places {
 
 // --- The tree back to text -------------------------------------------------------------
 
-// How tightly a node binds, as the parser ranks it: || 1 … * / 8, prefix operators 9,
-// ^ and the transposes 10, names, literals and brackets 11.
+// How tightly a node binds, as the parser ranks it: an anonymous function's body reaches
+// as far as it can (0), || 1 … * / \ 8, prefix operators 9, ^ and the transposes 10,
+// names, literals and brackets 11.
+constexpr int kAnonymous = 0;
 constexpr int kRange = 6;
 constexpr int kPrefix = 9;
 constexpr int kPower = 10;
@@ -106,7 +114,9 @@ int precedence(BinaryOp op) {
     case BinaryOp::MatMul:
     case BinaryOp::MatDiv:
     case BinaryOp::ElemMul:
-    case BinaryOp::ElemDiv: return 8;
+    case BinaryOp::ElemDiv:
+    case BinaryOp::LeftDiv:
+    case BinaryOp::ElemLeftDiv: return 8;
     case BinaryOp::MatPow:
     case BinaryOp::ElemPow: return kPower;
   }
@@ -122,6 +132,7 @@ int precedence(const Expr& e) {
     case Expr::Kind::Binary: return precedence(e.binary_op);
     case Expr::Kind::Range: return kRange;
     case Expr::Kind::Unary: return is_prefix(e.unary_op) ? kPrefix : kPower;
+    case Expr::Kind::AnonymousFunction: return kAnonymous;
     default: return kAtom;
   }
 }
@@ -220,12 +231,14 @@ class Printer {
 
   std::string expr(const Expr& e) {
     switch (e.kind) {
-      case Expr::Kind::Number: return number(e.number);
+      case Expr::Kind::Number: return number(e.number) + (e.imaginary ? "i" : "");
       case Expr::Kind::String: return quoted(e.text);
       case Expr::Kind::Identifier: return e.text;
       case Expr::Kind::Colon: return ":";
       case Expr::Kind::End: return "end";
       case Expr::Kind::FunctionHandle: return "@" + e.text;
+      case Expr::Kind::AnonymousFunction:
+        return "@(" + names(e.params) + ")" + expr(*need(e.lhs.get(), "a body"));
       case Expr::Kind::Postfix:
         if (e.chain.empty()) fail("a reference without an access chain", source_);
         return e.text + chain(e.chain);
@@ -305,8 +318,9 @@ class Printer {
       case Stmt::Kind::Try:
         return "try\n" + block(s.body) + "catch" + (s.name.empty() ? "" : " " + s.name) + "\n" +
                block(s.else_body) + "end\n";
-      case Stmt::Kind::Global: {
-        std::string out = "global";
+      case Stmt::Kind::Global:
+      case Stmt::Kind::Persistent: {
+        std::string out = s.kind == Stmt::Kind::Global ? "global" : "persistent";
         for (const std::string& name : s.words) out += " " + name;
         return out + end_of(s);
       }
@@ -361,10 +375,12 @@ bool same(const std::vector<Access>& a, const std::vector<Access>& b) {
   return true;
 }
 
+// An anonymous function's text is its spelling in the source, which printing changes.
 bool same(const ExprPtr& a, const ExprPtr& b) {
   if (!a || !b) return !a && !b;
-  if (a->kind != b->kind || a->text != b->text ||
-      std::memcmp(&a->number, &b->number, sizeof(double)) != 0 ||
+  bool same_text = a->text == b->text || a->kind == Expr::Kind::AnonymousFunction;
+  if (a->kind != b->kind || !same_text || a->params != b->params ||
+      a->imaginary != b->imaginary || std::memcmp(&a->number, &b->number, sizeof(double)) != 0 ||
       a->binary_op != b->binary_op || a->unary_op != b->unary_op || !same(a->lhs, b->lhs) ||
       !same(a->rhs, b->rhs) || !same(a->step, b->step) || !same(a->chain, b->chain) ||
       a->rows.size() != b->rows.size())
@@ -426,6 +442,7 @@ void check_places(const Places& places, const std::vector<Access>& chain) {
 
 void check_places(const Places& places, const Expr& e) {
   places.check(e.line, e.column, "an expression");
+  if (e.kind == Expr::Kind::AnonymousFunction) places.check_source(e.text, "an anonymous function");
   for (const ExprPtr* child : {&e.lhs, &e.rhs, &e.step})
     if (*child) check_places(places, **child);
   check_places(places, e.chain);

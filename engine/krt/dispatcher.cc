@@ -59,6 +59,22 @@ Dispatcher::Dispatcher(const krtSourceReader& reader, std::string current_direct
   path_changed();
 }
 
+void Dispatcher::notice_changes() {
+  std::vector<int64_t> times;
+  times.reserve(path_.size() + 1);
+  auto time_of = [](const std::string& dir) -> int64_t {
+    struct stat st;
+    if (!stat_path(dir, st)) return -1;
+    return int64_t(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec;
+  };
+  times.push_back(time_of(cwd_));
+  for (const std::string& dir : path_) times.push_back(time_of(dir));
+  if (times != directory_times_) {
+    if (!directory_times_.empty()) ++generation_;
+    directory_times_ = std::move(times);
+  }
+}
+
 void Dispatcher::path_changed() {
   path_text_.clear();
   for (const std::string& dir : path_) {

@@ -37,8 +37,13 @@ class Dispatcher {
   // (absolute, or under the current directory, or under a path entry), else "".
   std::string locate(const std::string& name, bool directory) const;
 
-  // Changes whenever the current directory or path changes.
+  // Changes whenever the current directory or path changes, and when notice_changes()
+  // finds that a file came or went in one of their directories.
   uint64_t generation() const { return generation_; }
+  // Looks at the directories' modification times: a function file added or removed
+  // since the last look changes the generation, so calls resolve their names again.
+  // Called when the host calls in, not on every call (a few stat calls each time).
+  void notice_changes();
 
   // Loads a Korel file (cached until the file changes).
   std::shared_ptr<const lang::LoadedProgram> load_program(const std::string& file);
@@ -52,6 +57,7 @@ class Dispatcher {
   std::vector<std::string> path_;
   std::string path_text_;
   uint64_t generation_ = 1;
+  std::vector<int64_t> directory_times_;  // the current directory's, then each path entry's
   struct CachedProgram {
     int64_t mtime_ns;
     int64_t size;

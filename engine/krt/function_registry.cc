@@ -35,20 +35,27 @@ struct Registry {
 Registry& registry() {
   static Registry* r = [] {
     auto* made = new Registry;  // lives as long as the process may call
-    for (const lang::IntrinsicEntry* group : builtins::kIntrinsicGroups)
-      for (const lang::IntrinsicEntry* e = group; e->name; ++e) {
+    for (const lang::IntrinsicGroup& group : builtin_groups())
+      for (const lang::IntrinsicEntry* e = group.entries; e->name; ++e) {
         lang::Target t;
         t.kind = lang::Target::Kind::Intrinsic;
         t.intrinsic = e->function;
         made->add(lang::intern(e->name), std::move(t));
       }
-    made->add_table(library::kFunctions);
+    ++made->generation;
     return made;
   }();
   return *r;
 }
 
 }  // namespace
+
+std::vector<lang::IntrinsicGroup> builtin_groups() {
+  std::vector<lang::IntrinsicGroup> groups(std::begin(builtins::kIntrinsicGroups),
+                                           std::end(builtins::kIntrinsicGroups));
+  for (const lang::IntrinsicGroup& g : library::function_groups()) groups.push_back(g);
+  return groups;
+}
 
 lang::Target find_builtin(int symbol) {
   Registry& r = registry();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "korel/export.h"
 #include "krt/lang/call.h"
@@ -12,6 +13,9 @@ namespace krt {
 // The built-in that `symbol` names, or a target of kind None. The first registration
 // of a name wins, so the engine's own built-ins cannot be replaced by a table.
 lang::Target find_builtin(int symbol);
+
+// The engine's own built-ins by area, as the language reference lists them.
+KOREL_EXPORT std::vector<lang::IntrinsicGroup> builtin_groups();
 
 // Changes whenever a table is registered, so cached resolutions can be dropped.
 uint64_t builtin_generation();

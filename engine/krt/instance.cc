@@ -213,6 +213,7 @@ bool krtInstance::CallKorelFunction(const char* name, int nargout, kxArray** out
   CallScope scope(this);
   bool ok = krt::recorded(*impl_, [&] {
     if (impl_->detached) kx::raise("Korel:instanceDetached", "The runtime instance has ended.");
+    if (krt::activations.size() == 1) impl_->dispatcher.notice_changes();
     int symbol = krt::lang::intern(name);
     krt::lang::Target target = impl_->resolve(symbol);
     if (target.kind == krt::lang::Target::Kind::Gateway) {
@@ -250,6 +251,7 @@ bool krtInstance::Evaluate(const char* text) {
   CallScope scope(this);
   return krt::recorded(*impl_, [&] {
     if (impl_->detached) kx::raise("Korel:instanceDetached", "The runtime instance has ended.");
+    if (krt::activations.size() == 1) impl_->dispatcher.notice_changes();
     krt::lang::ValueList out;
     auto& interpreter = impl_->interpreter;
     interpreter.evaluate_text(text, interpreter.base_frame(), 0, out);
@@ -262,6 +264,7 @@ bool krtInstance::SetGlobal(const char* name, const kxArray* value) {
   kxArray* copy = kxCreateSharedDataCopy(value);
   if (!copy) return false;
   impl_->globals[krt::lang::intern(name)] = krt::Value(copy);
+  ++impl_->global_registrations;  // a global handle may now name a function
   return true;
 }
 

@@ -11,12 +11,14 @@
 #include "krt/dispatcher.h"
 #include "krt/error_state.h"
 #include "krt/figures.h"
+#include "krt/function_registry.h"
 #include "krt/instance.h"
+#include "krt/lang/host.h"
 #include "krt/lang/interpreter.h"
 
 namespace krt {
 
-class Instance {
+class Instance final : public lang::Host {
  public:
   Instance(krtInstance& handle, const krtOptions& options,
            std::unique_ptr<krtSourceReader> reader);
@@ -34,7 +36,15 @@ class Instance {
 
   // What `symbol` names outside any file: a global function handle, a built-in, then
   // a file in the current directory or on the path. Cached until the path changes.
-  lang::Target resolve(int symbol);
+  lang::Target resolve(int symbol) override;
+  // Changes with the path, the current directory, the built-in tables and the globals
+  // that register functions.
+  uint64_t resolution_generation() const override {
+    return dispatcher.generation() + krt::builtin_generation() + global_registrations;
+  }
+  Value& global(int symbol) override { return globals[symbol]; }
+  void print_text(const std::string& text) override { print(text); }
+  uint64_t global_registrations = 0;  // host-made globals, which may name functions
   // The same without looking at globals.
   lang::Target resolve_unbound(int symbol);
 

@@ -129,6 +129,7 @@ ArrayPtr duplicate(const kxArray& a) {
   to.fields = from.fields;
   to.name = from.name;
   to.native = from.native;
+  to.payload = from.payload;
   to.elements.assign(from.elements.size(), nullptr);
   for (std::size_t i = 0; i < from.elements.size(); ++i) {
     if (!from.elements[i]) continue;

@@ -11,6 +11,8 @@
 
 namespace kx {
 
+class Payload;
+
 class TemporaryScope;
 
 // What shared-data copies share: every value an array holds.
@@ -29,6 +31,9 @@ struct Storage {
 
   std::string name;  // function name, opaque type name or object class name
   kxNativeFunction native = nullptr;
+  // What the engine attaches to a function handle or an object (an anonymous function's
+  // code and captured values, a map's entries); copies of the array share it.
+  std::shared_ptr<const Payload> payload;
   bool counted_objects = false;  // an object array's storage, reported to the class count
 
   Storage() = default;

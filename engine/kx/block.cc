@@ -1,5 +1,6 @@
 #include "kx/block.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <cstring>
@@ -99,6 +100,27 @@ void Block::release() noexcept {
   if (capacity_ < kRecycledMinimum || !cache().put(data_, capacity_)) std::free(data_);
   data_ = nullptr;
   size_ = capacity_ = 0;
+}
+
+void Block::resize(std::size_t bytes) {
+  if (bytes <= size_) {
+    size_ = bytes;
+    return;
+  }
+  if (data_ && bytes <= capacity_) {
+    std::memset(static_cast<char*>(data_) + size_, 0, bytes - size_);
+    size_ = bytes;
+    return;
+  }
+  const std::size_t wanted = std::max(bytes, capacity_ * 2);
+  void* fresh = std::malloc(wanted);
+  if (!fresh) throw std::bad_alloc();
+  if (size_) std::memcpy(fresh, data_, size_);
+  std::memset(static_cast<char*>(fresh) + size_, 0, bytes - size_);
+  release();
+  data_ = fresh;
+  size_ = bytes;
+  capacity_ = wanted;
 }
 
 Block copy_block(const void* source, std::size_t size) {

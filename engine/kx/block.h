@@ -30,6 +30,11 @@ class Block {
   Block(const Block&) = delete;
   Block& operator=(const Block&) = delete;
 
+  // Makes the block hold `bytes`, keeping what it holds (new bytes are zero). Growing
+  // past the allocation at least doubles it, so growing one element at a time costs
+  // amortised constant time per element. Throws std::bad_alloc.
+  void resize(std::size_t bytes);
+
   void* data() const { return data_; }
   std::size_t size() const { return size_; }
   template <class T>

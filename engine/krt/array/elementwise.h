@@ -22,6 +22,8 @@ Value scalar_logic(lang::BinaryOp op, const kxArray* a, const kxArray* b);
 // * / ^
 Value matrix_product(const kxArray* a, const kxArray* b);
 Value matrix_divide(const kxArray* a, const kxArray* b);
+// a \ b: by a scalar a, element-wise; solving by a matrix is not there yet.
+Value matrix_left_divide(const kxArray* a, const kxArray* b);
 Value matrix_power(const kxArray* a, const kxArray* b);
 
 Value negate(const kxArray* a);

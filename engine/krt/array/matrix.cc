@@ -109,6 +109,15 @@ Value matrix_divide(const kxArray* a, const kxArray* b) {
             "scalar, or use ./ for element-wise division.");
 }
 
+Value matrix_left_divide(const kxArray* a, const kxArray* b) {
+  require_values(a, "\\");
+  require_values(b, "\\");
+  if (kxGetNumberOfElements(a) == 1) return arithmetic(BinaryOp::ElemDiv, b, a);
+  kx::raise("Korel:mldivide:Unsupported",
+            "Left division by a matrix (solving a linear system) is not supported yet; divide "
+            "by a scalar, or use .\\ for element-wise division.");
+}
+
 Value matrix_power(const kxArray* a, const kxArray* b) {
   require_values(a, "^");
   require_values(b, "^");

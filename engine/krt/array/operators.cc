@@ -22,6 +22,8 @@ Value scalar_binary(BinaryOp op, double x, double y) {
     case BinaryOp::ElemMul: return make_double(x * y);
     case BinaryOp::MatDiv:
     case BinaryOp::ElemDiv: return make_double(x / y);
+    case BinaryOp::LeftDiv:
+    case BinaryOp::ElemLeftDiv: return make_double(y / x);
     case BinaryOp::MatPow:
     case BinaryOp::ElemPow:
       if (x < 0 && std::isfinite(y) && y != std::trunc(y)) return Value();
@@ -59,6 +61,8 @@ Value binary(BinaryOp op, const kxArray* a, const kxArray* b) {
     case BinaryOp::ElemPow: return arithmetic(op, a, b);
     case BinaryOp::MatMul: return matrix_product(a, b);
     case BinaryOp::MatDiv: return matrix_divide(a, b);
+    case BinaryOp::LeftDiv: return matrix_left_divide(a, b);
+    case BinaryOp::ElemLeftDiv: return arithmetic(BinaryOp::ElemDiv, b, a);
     case BinaryOp::MatPow: return matrix_power(a, b);
     case BinaryOp::Eq:
     case BinaryOp::Ne:

@@ -3,9 +3,16 @@
 
 #include <string>
 
+#include "krt/instance_impl.h"
 #include "krt/lang/call.h"
+#include "krt/lang/interpreter.h"
 
 namespace krt::builtins {
+
+// The instance the calling code runs in: engine built-ins reach it, the evaluator never.
+inline Instance& instance_of(lang::CallContext& c) {
+  return static_cast<Instance&>(c.interpreter.host());
+}
 
 // Raises "Korel:<function>:notEnoughInputs" / "tooManyInputs" outside [min, max].
 void check_inputs(const lang::ValueList& inputs, std::size_t min, std::size_t max,

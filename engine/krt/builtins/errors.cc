@@ -126,7 +126,7 @@ void warning(CallContext& c, int nargout, ValueList& out, ValueList& in) {
     if (nargout > 0 || first == "query") {
       Value state = warning_state(id);
       if (nargout == 0)
-        c.interpreter.instance().print("The state of warning '" + id + "' is '" +
+        instance_of(c).print("The state of warning '" + id + "' is '" +
                                        (warning_enabled(id) ? "on" : "off") + "'.\n");
       else
         out.push_back(std::move(state));
@@ -136,7 +136,7 @@ void warning(CallContext& c, int nargout, ValueList& out, ValueList& in) {
   }
   auto [identifier, message] = message_of(in, "warning");
   if (warning_enabled(identifier))
-    c.interpreter.instance().print_error("Warning: " + message + "\n");
+    instance_of(c).print_error("Warning: " + message + "\n");
 }
 
 }  // namespace

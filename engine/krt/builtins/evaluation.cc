@@ -56,7 +56,7 @@ void nargout(CallContext& c, int, ValueList& out, ValueList& in) { count_of(c, o
 // What a name is, by the codes exist() reports: 1 variable, 2 file, 3 native function,
 // 5 built-in, 7 directory, 0 nothing.
 int classify(CallContext& c, const std::string& name, const std::string& kind) {
-  Instance& instance = c.interpreter.instance();
+  Instance& instance = instance_of(c);
   const bool any = kind.empty();
   if ((any || kind == "var") && c.interpreter.find_variable(c.caller, lang::intern(name)))
     return 1;
@@ -98,7 +98,7 @@ void which(CallContext& c, int nargout, ValueList& out, ValueList& in) {
     if (file && file->find(lang::intern(name))) {
       found = file->path;
     } else {
-      Target t = c.interpreter.instance().resolve(lang::intern(name));
+      Target t = instance_of(c).resolve(lang::intern(name));
       if (t.kind == Target::Kind::Intrinsic || (t.kind == Target::Kind::Gateway && t.path.empty()))
         found = "built-in (" + name + ")";
       else if (t)
@@ -106,7 +106,7 @@ void which(CallContext& c, int nargout, ValueList& out, ValueList& in) {
     }
   }
   if (nargout > 0) return out.push_back(make_string(found));
-  Instance& instance = c.interpreter.instance();
+  Instance& instance = instance_of(c);
   if (found.empty())
     instance.print("'" + name + "' not found.\n");
   else if (found == "variable")

@@ -13,7 +13,7 @@ namespace {
 using lang::CallContext;
 using lang::ValueList;
 
-Figures& figures_of(CallContext& c) { return c.interpreter.instance().figures; }
+Figures& figures_of(CallContext& c) { return instance_of(c).figures; }
 
 Value column_of(const std::vector<double>& handles) {
   Value v = checked(kxCreateDoubleMatrix(handles.size(), 1, kxREAL));

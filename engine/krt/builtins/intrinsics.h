@@ -14,8 +14,13 @@ extern const lang::IntrinsicEntry kFigureFunctions[];
 extern const lang::IntrinsicEntry kJavaFunctions[];
 extern const lang::IntrinsicEntry kConstantFunctions[];
 
-inline constexpr const lang::IntrinsicEntry* kIntrinsicGroups[] = {
-    kEvaluationFunctions, kErrorFunctions, kOutputFunctions,
-    kPathFunctions,       kFigureFunctions, kJavaFunctions, kConstantFunctions};
+inline constexpr lang::IntrinsicGroup kIntrinsicGroups[] = {
+    {"Evaluation and calls", kEvaluationFunctions},
+    {"Errors and warnings", kErrorFunctions},
+    {"Output", kOutputFunctions},
+    {"Files and the path", kPathFunctions},
+    {"Figures", kFigureFunctions},
+    {"Java", kJavaFunctions},
+    {"Constants", kConstantFunctions}};
 
 }  // namespace krt::builtins

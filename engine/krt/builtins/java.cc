@@ -22,7 +22,7 @@ void javaaddpath(CallContext& c, int, ValueList&, ValueList& in) {
       kx::raise("Korel:javaaddpath:badOption", "The option must be '-end' or '-begin'.");
     at_end = option == "-end";
   }
-  Instance& instance = c.interpreter.instance();
+  Instance& instance = instance_of(c);
   std::vector<std::string>& path = instance.java_class_path;
   std::vector<std::string> added;
   for (const std::string& entry : text_list(in[0].get(), "javaaddpath")) {
@@ -39,7 +39,7 @@ void javaaddpath(CallContext& c, int, ValueList&, ValueList& in) {
 
 void javaclasspath(CallContext& c, int nargout, ValueList& out, ValueList& in) {
   check_inputs(in, 0, 1, "javaclasspath");
-  Instance& instance = c.interpreter.instance();
+  Instance& instance = instance_of(c);
   if (in.size() == 1 && !(is_text(in[0].get()) &&
                           text_argument(in, 0, "javaclasspath").rfind("-", 0) == 0)) {
     instance.java_class_path = text_list(in[0].get(), "javaclasspath");

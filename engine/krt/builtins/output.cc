@@ -14,12 +14,12 @@ void disp(CallContext& c, int, ValueList&, ValueList& in) {
   check_inputs(in, 1, 1, "disp");
   const kxArray* a = in[0].get();
   if (kxIsEmpty(a) && !kxIsStruct(a)) return;  // disp of an empty array shows nothing
-  if (is_text(a)) return void(c.interpreter.instance().print(library::text_of(a, "") + "\n"));
+  if (is_text(a)) return void(instance_of(c).print(library::text_of(a, "") + "\n"));
   char* text = kxArrayToDisplayText(a, nullptr);
   if (!text) return;
   std::string copy = text;
   kxFree(text);
-  c.interpreter.instance().print(copy);
+  instance_of(c).print(copy);
 }
 
 void fprintf(CallContext& c, int nargout, ValueList& out, ValueList& in) {
@@ -40,7 +40,7 @@ void fprintf(CallContext& c, int nargout, ValueList& out, ValueList& in) {
   std::vector<const kxArray*> args;
   for (std::size_t i = first + 1; i < in.size(); ++i) args.push_back(in[i].get());
   std::string text = library::format(format, args);
-  Instance& instance = c.interpreter.instance();
+  Instance& instance = instance_of(c);
   if (fid == 1)
     instance.print(text);
   else

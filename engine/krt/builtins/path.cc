@@ -43,7 +43,7 @@ void addpath(CallContext& c, int, ValueList&, ValueList& in) {
       --count;
     }
   }
-  Instance& instance = c.interpreter.instance();
+  Instance& instance = instance_of(c);
   std::vector<std::string> dirs = directories(in, count, "addpath");
   // Added at the front in reverse, so the first given ends up first.
   if (!at_end) std::reverse(dirs.begin(), dirs.end());
@@ -55,7 +55,7 @@ void addpath(CallContext& c, int, ValueList&, ValueList& in) {
 
 void rmpath(CallContext& c, int, ValueList&, ValueList& in) {
   check_inputs(in, 1, SIZE_MAX, "rmpath");
-  Instance& instance = c.interpreter.instance();
+  Instance& instance = instance_of(c);
   for (const std::string& dir : directories(in, in.size(), "rmpath"))
     if (!instance.dispatcher.remove_path(dir))
       warn(instance, "Korel:rmpath:DirNotFound", "\"" + dir + "\" not found in path.");
@@ -64,17 +64,17 @@ void rmpath(CallContext& c, int, ValueList&, ValueList& in) {
 void path(CallContext& c, int nargout, ValueList& out, ValueList& in) {
   check_inputs(in, 0, 0, "path");
   std::string joined;
-  for (const std::string& dir : c.interpreter.instance().dispatcher.path())
+  for (const std::string& dir : instance_of(c).dispatcher.path())
     joined += (joined.empty() ? "" : ":") + dir;
   if (nargout > 0) return out.push_back(make_string(joined));
   std::string listing;
-  for (const std::string& dir : c.interpreter.instance().dispatcher.path()) listing += dir + "\n";
-  c.interpreter.instance().print(listing);
+  for (const std::string& dir : instance_of(c).dispatcher.path()) listing += dir + "\n";
+  instance_of(c).print(listing);
 }
 
 void cd(CallContext& c, int nargout, ValueList& out, ValueList& in) {
   check_inputs(in, 0, 1, "cd");
-  Dispatcher& dispatcher = c.interpreter.instance().dispatcher;
+  Dispatcher& dispatcher = instance_of(c).dispatcher;
   std::string previous = dispatcher.current_directory();
   if (in.size() == 1) {
     std::string dir = text_argument(in, 0, "cd");
@@ -84,18 +84,18 @@ void cd(CallContext& c, int nargout, ValueList& out, ValueList& in) {
   }
   if (nargout > 0 || in.empty()) {
     if (nargout > 0) return out.push_back(make_string(previous));
-    c.interpreter.instance().print(previous + "\n");
+    instance_of(c).print(previous + "\n");
   }
 }
 
 void pwd(CallContext& c, int, ValueList& out, ValueList& in) {
   check_inputs(in, 0, 0, "pwd");
-  out.push_back(make_string(c.interpreter.instance().dispatcher.current_directory()));
+  out.push_back(make_string(instance_of(c).dispatcher.current_directory()));
 }
 
 void isdeployed(CallContext& c, int, ValueList& out, ValueList& in) {
   check_inputs(in, 0, 0, "isdeployed");
-  out.push_back(make_logical(c.interpreter.instance().options.deployed));
+  out.push_back(make_logical(instance_of(c).options.deployed));
 }
 
 }  // namespace

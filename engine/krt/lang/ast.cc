@@ -10,6 +10,8 @@ const char* symbol_of(BinaryOp op) {
     case BinaryOp::MatDiv: return "/";
     case BinaryOp::ElemMul: return ".*";
     case BinaryOp::ElemDiv: return "./";
+    case BinaryOp::LeftDiv: return "\\";
+    case BinaryOp::ElemLeftDiv: return ".\\";
     case BinaryOp::MatPow: return "^";
     case BinaryOp::ElemPow: return ".^";
     case BinaryOp::Eq: return "==";

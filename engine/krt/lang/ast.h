@@ -11,6 +11,8 @@ enum class BinaryOp {
   Add, Sub,            // + -
   MatMul, MatDiv,      // * /   (matrix product; right division by a scalar)
   ElemMul, ElemDiv,    // .* ./
+  LeftDiv,             // \     (a \ b solves a * x = b)
+  ElemLeftDiv,         // .\    (a .\ b is b ./ a)
   MatPow, ElemPow,     // ^ .^
   Eq, Ne, Lt, Le, Gt, Ge,
   ElemAnd, ElemOr,     // & |
@@ -55,21 +57,27 @@ struct Expr {
     Postfix,       // name followed by a non-empty access chain: name(...).f{...}
     Matrix,        // [ rows ]
     Cell,          // { rows }
-    FunctionHandle,  // @name
+    FunctionHandle,  // @name, the name possibly dotted: @pkg.name
+    AnonymousFunction,  // @(params) body
   };
   Kind kind;
   int line = 0;
   int column = 0;
 
-  double number = 0;  // Number
+  double number = 0;      // Number
+  bool imaginary = false;  // Number: the value is number times the imaginary unit
   std::string text;   // String (bytes, quotes removed, '' undone); Identifier,
-                      // Postfix and FunctionHandle: the name
+                      // Postfix and FunctionHandle: the name; AnonymousFunction: its
+                      // whole source text from '@' to the end of the body, as written
   BinaryOp binary_op = BinaryOp::Add;  // Binary
   UnaryOp unary_op = UnaryOp::Negate;  // Unary
-  ExprPtr lhs, rhs;   // Binary: both; Unary: lhs; Range: start (lhs) and stop (rhs)
+  ExprPtr lhs, rhs;   // Binary: both; Unary: lhs; Range: start (lhs) and stop (rhs);
+                      // AnonymousFunction: the body (lhs)
   ExprPtr step;       // Range: the middle operand, null for start:stop
   std::vector<Access> chain;                  // Postfix
   std::vector<std::vector<ExprPtr>> rows;     // Matrix, Cell: elements row by row
+  std::vector<std::string> params;  // AnonymousFunction: "~" for an ignored one; the
+                                    // last may be "varargin"
 
   // Filled by the evaluator on first use: the interned symbol of `text`.
   mutable int symbol = -1;
@@ -101,6 +109,7 @@ struct Stmt {
     Break, Continue, Return,
     Try,         // try body; catch [identifier]; else_body is the catch block
     Global,      // global names…
+    Persistent,  // persistent names…   (only inside a function)
   };
   Kind kind;
   int line = 0;
@@ -109,7 +118,7 @@ struct Stmt {
   ExprPtr expr;
   std::vector<LValue> targets;
   std::string name;                // Command: function; Try: catch variable (may be empty)
-  std::vector<std::string> words;  // Command: arguments; Global: names
+  std::vector<std::string> words;  // Command: arguments; Global, Persistent: names
   struct Clause {
     ExprPtr condition;  // If: condition; Switch: case value (a cell literal lists several)
     Block body;

@@ -1,4 +1,4 @@
-// The tree-walking evaluator: runs Korel statements on array values.
+// The evaluator: runs compiled Korel functions, scripts and text on array values.
 #pragma once
 
 #include <string>
@@ -8,37 +8,33 @@
 #include "krt/array/value.h"
 #include "krt/error_state.h"
 #include "krt/lang/call.h"
+#include "krt/lang/host.h"
+#include "krt/lang/nodes.h"
 #include "krt/lang/workspace.h"
-
-namespace krt {
-class Instance;
-}
 
 namespace krt::lang {
 
-// One active function, script or text: where its variables are and where it is.
-struct Frame {
-  Workspace* workspace = nullptr;
-  const LoadedProgram* program = nullptr;  // the file running; null for text and base
-  const Function* function = nullptr;      // null for scripts, text and base
-  std::string name;                        // for error reports ("" for the base)
-  int line = 0;
-  int nargin = 0;
-  int nargout = 0;
+struct Closure;
+
+// What `end` refers to while a subscript is evaluated.
+struct EndContext {
+  const kxArray* array;
+  std::size_t position;  // which subscript, from 0
+  std::size_t count;     // of how many
 };
 
 class Interpreter {
  public:
-  explicit Interpreter(Instance& instance);
+  explicit Interpreter(Host& host);
   Interpreter(const Interpreter&) = delete;
   Interpreter& operator=(const Interpreter&) = delete;
 
-  Instance& instance() const { return instance_; }
+  Host& host() const { return host_; }
   // The base workspace's frame: where host calls and eval from the host run.
   Frame& base_frame() { return base_; }
 
   // Calls the function `symbol` names as seen from `caller`: its file's functions
-  // first, then the instance's resolution order.
+  // first, then the host's resolution order.
   void call_named(int symbol, Frame& caller, int nargout, ValueList& outputs, ValueList& inputs);
   // Calls a resolved target.
   void call_target(const Target& target, int symbol, Frame& caller, int nargout,
@@ -46,6 +42,14 @@ class Interpreter {
   // Calls a function handle array.
   void call_handle(const kxArray* handle, Frame& caller, int nargout, ValueList& outputs,
                    ValueList& inputs);
+  // Calls a function of a loaded file.
+  void call_function(const LoadedProgram& program, const Function& function, int nargout,
+                     ValueList& outputs, ValueList& inputs);
+  // The same with the function already compiled (what call sites keep).
+  void invoke(const LoadedProgram& program, const CompiledFunction& function, int nargout,
+              ValueList& outputs, ValueList& inputs);
+  // A function of a loaded file, compiled on first use.
+  const CompiledFunction& compiled(const LoadedProgram& program, const Function& function);
 
   // Runs Korel text in `frame`'s workspace. With nargout > 0 the text must be one
   // expression, whose values are returned.
@@ -55,66 +59,35 @@ class Interpreter {
   std::vector<StackFrame> stack() const;
 
   // A variable of `frame` (globals followed), or null.
-  Value* find_variable(Frame& frame, int symbol);
-  void set_variable(Frame& frame, int symbol, Value value);
+  Value* find_variable(Frame& frame, int symbol) { return frame.workspace.value_of(symbol); }
+  void set_variable(Frame& frame, int symbol, Value value) {
+    frame.workspace.at(frame.workspace.add(symbol)) = std::move(value);
+  }
 
-  // Prints `value` as the result of a statement, through the instance's print handler.
-  void display(const kxArray* value, const std::string& name);
+  // Prints `value` as the result of a statement, through the host's print handler.
+  void display(const Value& value, const std::string& name);
 
- private:
-  enum class Flow { Normal, Break, Continue, Return };
+  // The array `end` refers to now, or null outside any subscript.
+  const EndContext* end_context() const { return ends_.empty() ? nullptr : &ends_.back(); }
+  void push_end(EndContext c) { ends_.push_back(c); }
+  void pop_end() { ends_.pop_back(); }
 
-  Flow exec_block(const Block& block, Frame& frame);
-  Flow exec(const Stmt& stmt, Frame& frame);
-  void exec_assign(const Stmt& stmt, Frame& frame);
-  void exec_expression(const Stmt& stmt, Frame& frame);
-  void exec_command(const Stmt& stmt, Frame& frame);
-  Flow exec_for(const Stmt& stmt, Frame& frame);
-  Flow exec_switch(const Stmt& stmt, Frame& frame);
-  Flow exec_try(const Stmt& stmt, Frame& frame);
-
-  // Exactly one value.
-  Value eval(const Expr& expr, Frame& frame);
-  // Every value an expression yields (a cs-list from c{:} or s.f may give several).
-  void eval_list(const Expr& expr, Frame& frame, ValueList& out);
-  // A name with an access chain, or a bare name, wanting `nargout` values.
-  void eval_postfix(const Expr& expr, Frame& frame, int nargout, ValueList& out);
-  void apply_chain(Value base, const std::vector<Access>& chain, std::size_t from, Frame& frame,
-                   int nargout, ValueList& out);
-  // The subscripts of a () or {} access on `target`.
-  void eval_subscripts(const Access& access, const kxArray* target, Frame& frame,
-                       ValueList& subs, std::vector<const kxArray*>& pointers);
-  Value eval_matrix(const Expr& expr, Frame& frame, bool cell);
-  // Real double scalar arithmetic on numbers and variables, without making arrays; false
-  // when the expression is anything else (nothing has been evaluated then).
-  bool scalar_value(const Expr& expr, Frame& frame, double& result);
-  // Stores a double scalar in a variable, in place when the variable alone holds one.
-  void set_scalar(Frame& frame, int symbol, double value);
-  Value eval_binary(const Expr& expr, Frame& frame);
-
-  // The name a .field or .(expr) step selects.
-  std::string field_name(const Access& step, Frame& frame);
-  // lvalue(chain[from...]) = rhs, on `target` which may be empty.
-  void assign_into(Value& target, const LValue& lv, std::size_t from, Value rhs, Frame& frame);
-
-  void call_function(const LoadedProgram& program, const Function& function, int nargout,
-                     ValueList& outputs, ValueList& inputs);
-  void run_script(const LoadedProgram& program, Frame& caller);
-  void call_gateway(kxNativeFunction fn, const std::string& name, int nargout,
-                    ValueList& outputs, ValueList& inputs);
+  // The symbol of `ans`.
+  int ans_symbol() const { return ans_symbol_; }
 
   // Adds the current stack to an error that has none yet.
   [[noreturn]] void rethrow_with_stack(const kx::KorelError& error);
 
-  Instance& instance_;
+ private:
+  void run_script(const LoadedProgram& program, Frame& caller);
+  void call_closure(const Closure& closure, int nargout, ValueList& outputs, ValueList& inputs);
+  void call_gateway(kxNativeFunction fn, const std::string& name, int nargout,
+                    ValueList& outputs, ValueList& inputs);
+
+  Host& host_;
   Workspace base_workspace_;
   Frame base_;
   std::vector<Frame*> frames_;  // active functions and scripts, outermost first
-  struct EndContext {
-    const kxArray* array;
-    std::size_t position;
-    std::size_t count;
-  };
   std::vector<EndContext> ends_;
   int ans_symbol_;
 };

@@ -40,6 +40,7 @@ constexpr Keyword kKeywords[] = {
     {"try", TokenKind::Try},
     {"catch", TokenKind::Catch},
     {"global", TokenKind::Global},
+    {"persistent", TokenKind::Persistent},
 };
 
 std::optional<TokenKind> keyword(std::string_view word) {
@@ -47,6 +48,17 @@ std::optional<TokenKind> keyword(std::string_view word) {
     if (k.spelling == word) return k.kind;
   return std::nullopt;
 }
+
+// Keywords that end the block before them, so that `if a, b end` does not read as the
+// command b('end').
+bool closes_block(std::string_view word) {
+  auto kind = keyword(word);
+  return kind && (*kind == TokenKind::End || *kind == TokenKind::Else ||
+                  *kind == TokenKind::Elseif || *kind == TokenKind::Case ||
+                  *kind == TokenKind::Otherwise || *kind == TokenKind::Catch);
+}
+
+bool is_imaginary_unit(char c) { return c == 'i' || c == 'j' || c == 'I' || c == 'J'; }
 
 std::string_view trimmed(std::string_view s) {
   while (!s.empty() && is_blank(s.front())) s.remove_prefix(1);
@@ -167,6 +179,7 @@ Token Lexer::lex() {
   Token token;
   token.line = line_;
   token.column = column(pos_);
+  token.begin = pos_;
   token.space_before = spaced;
   if (spaced && in_element_list() && previous_ends_value_ && starts_element_here()) {
     token.kind = TokenKind::Comma;
@@ -197,6 +210,7 @@ Token Lexer::lex() {
   } else {
     token = lex_operator(std::move(token));
   }
+  token.end = pos_;
   note(token);
   return token;
 }
@@ -282,8 +296,7 @@ bool Lexer::starts_element_here() const {
     case '.': return is_digit(next);
     case '+':
     case '-': return !is_blank(next) && !at_line_end(pos_ + 1);
-    case '~':
-    case '!': return next != '=';
+    case '~': return next != '=';
     default: return false;
   }
 }
@@ -330,6 +343,11 @@ bool Lexer::command_follows(std::size_t after_name) const {
   char c = text_[pos];
   bool word = is_letter(c) || is_digit(c) || (c == '-' && is_letter(at(pos + 1))) ||
               (c == '\'' && quote_closes_on_line(pos));
+  if (is_letter(c)) {
+    std::size_t end = pos;
+    while (is_word_char(at(end))) ++end;
+    if (closes_block(text_.substr(pos, end - pos))) return false;
+  }
   return word && !assignment_follows(pos);
 }
 
@@ -352,7 +370,7 @@ bool Lexer::assignment_follows(std::size_t pos) const {
         continue;
       }
       char before = text_[pos - 1];
-      if (before != '~' && before != '!' && before != '<' && before != '>') return true;
+      if (before != '~' && before != '<' && before != '>') return true;
     }
   }
   return false;
@@ -403,8 +421,8 @@ void Lexer::lex_command_words(Token& token) {
   }
 }
 
-// 3  3.5  .5  5.  1e3  1.5E-3. A dot followed by an operator character stays an
-// operator: `5.*x`, `5.'`, and `5...` (a continuation).
+// 3  3.5  .5  5.  1e3  1.5E-3, and imaginary 3i 2.5j 1e3i. A dot followed by an operator
+// character stays an operator: `5.*x`, `5.'`, and `5...` (a continuation).
 Token Lexer::lex_number(Token token) {
   std::size_t start = pos_;
   while (is_digit(at(pos_))) ++pos_;
@@ -425,10 +443,15 @@ Token Lexer::lex_number(Token token) {
       while (is_digit(at(pos_))) ++pos_;
     }
   }
+  std::string_view value = text_.substr(start, pos_ - start);
+  if (is_imaginary_unit(at(pos_)) && !is_word_char(at(pos_ + 1))) {
+    token.imaginary = true;
+    ++pos_;
+  }
   if (is_word_char(at(pos_))) fail(token, "malformed number");
   token.kind = TokenKind::Number;
   token.text = std::string(text_.substr(start, pos_ - start));
-  token.number = number_value(token.text);
+  token.number = number_value(value);
   return token;
 }
 
@@ -462,7 +485,10 @@ Token Lexer::lex_operator(Token token) {
     return next == second ? make(pair, 2) : make(single, 1);
   };
   switch (c) {
-    case '(': brackets_.push_back(Bracket::Paren); return make(TokenKind::LeftParen, 1);
+    case '(':
+      // `@(` opens the parameters of an anonymous function.
+      brackets_.push_back(previous_ == TokenKind::At ? Bracket::Parameters : Bracket::Paren);
+      return make(TokenKind::LeftParen, 1);
     case '[': brackets_.push_back(Bracket::Matrix); return make(TokenKind::LeftBracket, 1);
     case '{':
       // Right after a value (an inserted Comma has already split `[a {1}]`) it indexes.
@@ -472,7 +498,10 @@ Token Lexer::lex_operator(Token token) {
     case ']':
     case '}': {
       // A mismatched closer is the parser's to report; popping keeps the depth right.
-      if (!brackets_.empty()) brackets_.pop_back();
+      if (!brackets_.empty()) {
+        closes_parameters_ = brackets_.back() == Bracket::Parameters;
+        brackets_.pop_back();
+      }
       TokenKind kind = c == ')'   ? TokenKind::RightParen
                        : c == ']' ? TokenKind::RightBracket
                                   : TokenKind::RightBrace;
@@ -484,6 +513,7 @@ Token Lexer::lex_operator(Token token) {
     case '-': return make(TokenKind::Minus, 1);
     case '*': return make(TokenKind::Star, 1);
     case '/': return make(TokenKind::Slash, 1);
+    case '\\': return make(TokenKind::Backslash, 1);
     case '^': return make(TokenKind::Caret, 1);
     case ':': return make(TokenKind::Colon, 1);
     case '@': return make(TokenKind::At, 1);
@@ -493,12 +523,13 @@ Token Lexer::lex_operator(Token token) {
         case '/': return make(TokenKind::DotSlash, 2);
         case '^': return make(TokenKind::DotCaret, 2);
         case '\'': return make(TokenKind::DotTranspose, 2);
-        case '\\': fail(token, "the operator '.\\' is not supported");
+        case '\\': return make(TokenKind::DotBackslash, 2);
         default: return make(TokenKind::Dot, 1);
       }
-    case '\\': fail(token, "the operator '\\' is not supported");
-    case '~':
-    case '!': return two('=', TokenKind::NotEqual, TokenKind::Not);
+    case '~': return two('=', TokenKind::NotEqual, TokenKind::Not);
+    case '!':
+      fail(token, next == '=' ? "'!=' is not a Korel operator; use '~=' for not equal"
+                              : "'!' is not a Korel operator; use '~' for not");
     case '=': return two('=', TokenKind::Equal, TokenKind::Assign);
     case '<': return two('=', TokenKind::LessEqual, TokenKind::Less);
     case '>': return two('=', TokenKind::GreaterEqual, TokenKind::Greater);
@@ -510,6 +541,11 @@ Token Lexer::lex_operator(Token token) {
 
 void Lexer::note(const Token& token) {
   previous_ = token.kind;
+  // The body of an anonymous function follows its parameters: `{@(x) x+1}` is one element.
+  if (std::exchange(closes_parameters_, false)) {
+    previous_ends_value_ = previous_allows_transpose_ = false;
+    return;
+  }
   switch (token.kind) {
     case TokenKind::Identifier:
     case TokenKind::Number:

@@ -17,7 +17,8 @@ inline constexpr int kMaxNesting = 256;
 // The lexer decides everything that depends on blanks, so the parser never sees them:
 //  - `'` right after a value is a transpose, otherwise it opens a string; after a blank
 //    it is still a transpose, except inside [ ] and { } where blanks separate elements;
-//  - inside [ ] and { } blanks between two elements become an inserted Comma;
+//  - inside [ ] and { } blanks between two elements become an inserted Comma; the
+//    parameter list of `@(x) body` is no element, so blanks after it never split;
 //  - a statement in command syntax (`hold on`) becomes a single Command token.
 // It keeps track of brackets itself, so tokens do not depend on what the parser does
 // and may be read ahead freely. Errors are thrown as SyntaxError.
@@ -42,7 +43,7 @@ class Lexer {
   }
 
  private:
-  enum class Bracket { Paren, Matrix, Cell, BraceIndex };
+  enum class Bracket { Paren, Parameters, Matrix, Cell, BraceIndex };
 
   Token lex();
   bool skip_blanks_and_comments();
@@ -85,6 +86,7 @@ class Lexer {
   bool previous_ends_value_ = false;         // an element of [ ] can end after it
   bool previous_allows_transpose_ = false;
   bool pending_space_ = false;  // blanks skipped before an inserted Comma
+  bool closes_parameters_ = false;  // the token being lexed ends `@(...)`
   std::deque<Token> ahead_;
 };
 

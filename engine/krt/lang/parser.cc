@@ -49,6 +49,9 @@ std::optional<BinaryInfo> binary_info(TokenKind kind) {
     case TokenKind::Slash: return BinaryInfo{BinaryOp::MatDiv, kAdditivePrecedence + 1};
     case TokenKind::DotStar: return BinaryInfo{BinaryOp::ElemMul, kAdditivePrecedence + 1};
     case TokenKind::DotSlash: return BinaryInfo{BinaryOp::ElemDiv, kAdditivePrecedence + 1};
+    case TokenKind::Backslash: return BinaryInfo{BinaryOp::LeftDiv, kAdditivePrecedence + 1};
+    case TokenKind::DotBackslash:
+      return BinaryInfo{BinaryOp::ElemLeftDiv, kAdditivePrecedence + 1};
     default: return std::nullopt;
   }
 }
@@ -94,7 +97,8 @@ Place place_of(const Token& token) { return {token.line, token.column}; }
 
 class Parser {
  public:
-  Parser(std::string_view text, std::string file) : lexer_(text, file), file_(std::move(file)) {}
+  Parser(std::string_view text, std::string file)
+      : lexer_(text, file), text_(text), file_(std::move(file)) {}
 
   std::unique_ptr<Program> program();
 
@@ -126,6 +130,21 @@ class Parser {
     Parser& parser_;
   };
 
+  // The body of an anonymous function runs later, on its own: no enclosing subscript
+  // gives its `end` a meaning.
+  class OutsideSubscripts {
+   public:
+    explicit OutsideSubscripts(Parser& parser)
+        : parser_(parser), saved_(std::exchange(parser.subscript_depth_, 0)) {}
+    ~OutsideSubscripts() { parser_.subscript_depth_ = saved_; }
+    OutsideSubscripts(const OutsideSubscripts&) = delete;
+    OutsideSubscripts& operator=(const OutsideSubscripts&) = delete;
+
+   private:
+    Parser& parser_;
+    int saved_;
+  };
+
   struct Prefix {
     UnaryOp op;
     Place at;
@@ -140,7 +159,7 @@ class Parser {
   StmtPtr while_statement();
   StmtPtr switch_statement();
   StmtPtr try_statement();
-  StmtPtr global_statement();
+  StmtPtr declaration_statement();
   StmtPtr jump_statement();
   StmtPtr command_statement();
   StmtPtr expression_statement();
@@ -162,6 +181,8 @@ class Parser {
   ExprPtr primary();
   ExprPtr matrix();
   ExprPtr function_handle();
+  ExprPtr anonymous_function(Place at, std::size_t begin);
+  std::vector<std::string> parameters();
   std::vector<Access> access_chain();
   std::vector<ExprPtr> subscripts(bool paren);
   void collect_prefixes(std::vector<Prefix>& prefixes);
@@ -177,7 +198,11 @@ class Parser {
   int depth_of(const ExprPtr& expr) const;
 
   const Token& peek(std::size_t ahead = 0) { return lexer_.peek(ahead); }
-  Token take() { return lexer_.take(); }
+  Token take() {
+    Token token = lexer_.take();
+    taken_end_ = token.end;
+    return token;
+  }
   Place take_place() { return place_of(take()); }
   Token expect(TokenKind kind, const std::string& expected);
   [[noreturn]] void fail(const Token& at, const std::string& reason) const {
@@ -189,9 +214,12 @@ class Parser {
   [[noreturn]] void unexpected(const Token& at) const { fail(at, "unexpected " + describe(at)); }
 
   Lexer lexer_;
+  std::string_view text_;
   std::string file_;
   int nesting_ = 0;
   int subscript_depth_ = 0;
+  bool in_function_ = false;   // statements from here on belong to a function
+  std::size_t taken_end_ = 0;  // where the last token taken ends in the text
   // Tree depth of the nodes of the current statement deeper than a leaf.
   std::unordered_map<const Expr*, int> depths_;
 };
@@ -209,14 +237,19 @@ std::unique_ptr<Program> Parser::program() {
     if (peek().kind != TokenKind::EndOfText && peek().kind != TokenKind::Function)
       unexpected(peek());
   }
+  bool some_left_open = false;  // a function that ended where the next one began
   while (peek().kind == TokenKind::Function) {
     bool closed_by_end = false;
     program->functions.push_back(function(closed_by_end));
     skip_separators();
     const Token& next = peek();
+    // `function a ... function b ... end end` is b nested in a.
+    if (closed_by_end && next.kind == TokenKind::End && some_left_open)
+      fail(next, "functions cannot be nested; end each function before the next begins");
     if (closed_by_end && next.kind != TokenKind::EndOfText && next.kind != TokenKind::Function)
       fail(next, "only functions may follow the end of function '" +
                      program->functions.back()->name + "'");
+    some_left_open = some_left_open || !closed_by_end;
   }
   return program;
 }
@@ -226,6 +259,7 @@ std::unique_ptr<Program> Parser::program() {
 std::unique_ptr<Function> Parser::function(bool& closed_by_end) {
   auto fn = std::make_unique<Function>();
   fn->line = take().line;
+  in_function_ = true;
   if (peek().kind == TokenKind::LeftBracket) {
     take();
     if (peek().kind != TokenKind::RightBracket) {
@@ -306,7 +340,8 @@ StmtPtr Parser::statement() {
     case TokenKind::While: return while_statement();
     case TokenKind::Switch: return switch_statement();
     case TokenKind::Try: return try_statement();
-    case TokenKind::Global: return global_statement();
+    case TokenKind::Global:
+    case TokenKind::Persistent: return declaration_statement();
     case TokenKind::Break:
     case TokenKind::Continue:
     case TokenKind::Return: return jump_statement();
@@ -419,12 +454,18 @@ StmtPtr Parser::try_statement() {
   return stmt;
 }
 
-StmtPtr Parser::global_statement() {
+// global a b c | persistent a b c
+StmtPtr Parser::declaration_statement() {
   Token opener = take();
-  auto stmt = statement_node(Stmt::Kind::Global, place_of(opener));
+  bool global = opener.kind == TokenKind::Global;
+  if (!global && !in_function_)
+    fail(opener, "persistent declarations are only allowed in functions");
+  auto stmt = statement_node(global ? Stmt::Kind::Global : Stmt::Kind::Persistent,
+                             place_of(opener));
   while (peek().kind == TokenKind::Identifier) stmt->words.push_back(take().text);
   if (stmt->words.empty())
-    fail(peek(), "expected a variable name after 'global', found " + describe(peek()));
+    fail(peek(), "expected a variable name after '" + opener.text + "', found " +
+                     describe(peek()));
   end_simple_statement(*stmt);
   return stmt;
 }
@@ -719,6 +760,7 @@ ExprPtr Parser::primary() {
   switch (t.kind) {
     case TokenKind::Number: {
       ExprPtr expr = node(Expr::Kind::Number, place_of(t));
+      expr->imaginary = t.imaginary;
       expr->number = take().number;
       return expr;
     }
@@ -796,14 +838,58 @@ ExprPtr Parser::matrix() {
   }
 }
 
+// @name, @pkg.name or @(params) body.
 ExprPtr Parser::function_handle() {
+  std::size_t begin = peek().begin;
   Place at = take_place();
-  if (peek().kind == TokenKind::LeftParen) fail(at, "anonymous functions are not supported");
+  if (peek().kind == TokenKind::LeftParen) return anonymous_function(at, begin);
   if (peek().kind != TokenKind::Identifier)
     fail(peek(), "expected a function name after '@', found " + describe(peek()));
   ExprPtr handle = node(Expr::Kind::FunctionHandle, at);
   handle->text = take().text;
+  while (peek().kind == TokenKind::Dot) {
+    take();
+    if (peek().kind != TokenKind::Identifier)
+      fail(peek(), "expected a name after '.', found " + describe(peek()));
+    handle->text += "." + take().text;
+  }
   return handle;
+}
+
+// The body is one expression reaching as far right as an expression can: `@(x) x + 1`
+// is never `(@(x) x) + 1`.
+ExprPtr Parser::anonymous_function(Place at, std::size_t begin) {
+  Nested nested(*this, at);
+  ExprPtr fn = node(Expr::Kind::AnonymousFunction, at);
+  fn->params = parameters();
+  {
+    OutsideSubscripts outside(*this);
+    fn->lhs = expression();
+  }
+  fn->text = std::string(text_.substr(begin, taken_end_ - begin));
+  return sealed(std::move(fn));
+}
+
+// (a, ~, varargin) after '@'.
+std::vector<std::string> Parser::parameters() {
+  take();
+  std::vector<std::string> names;
+  if (peek().kind != TokenKind::RightParen) {
+    for (;;) {
+      if (!names.empty() && names.back() == "varargin")
+        fail(peek(), "'varargin' must be the last parameter");
+      if (peek().kind == TokenKind::Not) {
+        take();
+        names.push_back("~");
+      } else {
+        names.push_back(expect(TokenKind::Identifier, "a parameter name").text);
+      }
+      if (peek().kind != TokenKind::Comma) break;
+      take();
+    }
+  }
+  expect_closer(TokenKind::RightParen, "')'", "',' or ')'");
+  return names;
 }
 
 Token Parser::expect(TokenKind kind, const std::string& expected) {

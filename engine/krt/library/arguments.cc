@@ -11,20 +11,28 @@
 
 namespace krt::library {
 
-Call::Call(const char* name, int nlhs, int nrhs, kxArray* const* prhs)
-    : name_(name), requested_(nlhs > 0 ? nlhs : 0) {
-  inputs_.reserve(static_cast<std::size_t>(nrhs > 0 ? nrhs : 0));
-  for (int k = 0; k < nrhs; ++k) {
-    if (!prhs[k]) fail("missingInput", "Input " + std::to_string(k + 1) + " has no value.");
-    inputs_.push_back(prhs[k]);
-  }
+Call::Call(const char* name, lang::CallContext& context, int nargout, lang::ValueList& inputs)
+    : name_(name), context_(context), values_(inputs), requested_(nargout > 0 ? nargout : 0) {
+  for (std::size_t k = 0; k < inputs.size(); ++k)
+    if (!inputs[k]) fail("missingInput", "Input " + std::to_string(k + 1) + " has no value.");
   outputs_.resize(static_cast<std::size_t>(output_count()));
+}
+
+std::span<const kxArray* const> Call::all_inputs() const {
+  if (inputs_.size() != values_.size()) {
+    inputs_.clear();
+    for (const Value& v : values_) inputs_.push_back(v.get());
+  }
+  return inputs_;
 }
 
 void Call::set_output(int k, Value v) { outputs_[static_cast<std::size_t>(k)] = std::move(v); }
 
-void Call::hand_over(kxArray* plhs[]) noexcept {
-  for (std::size_t k = 0; k < outputs_.size(); ++k) plhs[k] = outputs_[k].release();
+void Call::hand_over(lang::ValueList& outputs) noexcept {
+  for (Value& v : outputs_) {
+    if (!v) break;
+    outputs.push_back(std::move(v));
+  }
 }
 
 std::string Call::id(std::string_view reason) const {
@@ -39,10 +47,11 @@ void Call::fail(std::string_view reason, const std::string& message) const {
   kx::raise(id(reason), message);
 }
 
-void run(const char* name, Arity arity, int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[],
-         void (*body)(Call&)) {
+void run(const char* name, Arity arity, lang::CallContext& context, int nlhs,
+         lang::ValueList& outputs, lang::ValueList& inputs, void (*body)(Call&)) {
+  const int nrhs = static_cast<int>(inputs.size());
   try {
-    Call call(name, nlhs, nrhs, prhs);
+    Call call(name, context, nlhs, inputs);
     if (nlhs > arity.max_outputs)
       call.fail("tooManyOutputs", std::string("Too many output arguments: ") + name +
                                       " gives at most " + std::to_string(arity.max_outputs) +
@@ -55,7 +64,7 @@ void run(const char* name, Arity arity, int nlhs, kxArray* plhs[], int nrhs, kxA
       call.fail("tooManyInputs", std::string("Too many input arguments: ") + name +
                                      " takes at most " + std::to_string(arity.max_inputs) + ".");
     body(call);
-    call.hand_over(plhs);
+    call.hand_over(outputs);
   } catch (const std::bad_alloc&) {
     kx::raise(std::string("Korel:") + name + ":outOfMemory",
               std::string("Out of memory while running ") + name + ".");

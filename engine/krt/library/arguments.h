@@ -10,6 +10,7 @@
 
 #include "korel/kx.h"
 #include "krt/array/value.h"
+#include "krt/lang/call.h"
 
 namespace krt::library {
 
@@ -25,24 +26,30 @@ inline constexpr int kUnlimited = INT_MAX;
 // of them, so that a failure halfway never leaves the caller holding part of them.
 class Call {
  public:
-  Call(const char* name, int nlhs, int nrhs, kxArray* const* prhs);
+  Call(const char* name, lang::CallContext& context, int nargout, lang::ValueList& inputs);
+
+  // The engine, for the built-ins that call back into Korel.
+  lang::CallContext& context() const { return context_; }
+  // Input k as the evaluator holds it: an inline scalar is read without an array.
+  const Value& value(int k) const { return values_[static_cast<std::size_t>(k)]; }
 
   const char* name() const { return name_; }
-  int input_count() const { return static_cast<int>(inputs_.size()); }
+  int input_count() const { return static_cast<int>(values_.size()); }
   // How many outputs the caller asked for (0 when the value only becomes `ans`).
   int requested_outputs() const { return requested_; }
   // How many outputs to make: at least one.
   int output_count() const { return requested_ > 0 ? requested_ : 1; }
 
-  const kxArray* input(int k) const { return inputs_[static_cast<std::size_t>(k)]; }
-  std::span<const kxArray* const> inputs() const { return inputs_; }
+  // Input k as an array (an inline scalar becomes one on first use).
+  const kxArray* input(int k) const { return values_[static_cast<std::size_t>(k)].get(); }
+  std::span<const kxArray* const> inputs() const { return all_inputs(); }
   std::span<const kxArray* const> inputs_from(int k) const {
-    return std::span<const kxArray* const>(inputs_).subspan(static_cast<std::size_t>(k));
+    return all_inputs().subspan(static_cast<std::size_t>(k));
   }
 
   void set_output(int k, Value v);
-  // Gives the results to the caller's slots; nothing raises after this starts.
-  void hand_over(kxArray* plhs[]) noexcept;
+  // Gives the results made to the caller, in order up to the first one not made.
+  void hand_over(lang::ValueList& outputs) noexcept;
 
   // "Korel:<name>:<reason>".
   std::string id(std::string_view reason) const;
@@ -50,15 +57,19 @@ class Call {
 
  private:
   const char* name_;
+  lang::CallContext& context_;
+  lang::ValueList& values_;
   int requested_;
-  std::vector<const kxArray*> inputs_;
-  std::vector<Value> outputs_;
+  std::span<const kxArray* const> all_inputs() const;
+
+  mutable std::vector<const kxArray*> inputs_;  // made when asked for all at once
+  lang::ValueList outputs_;
 };
 
 // Runs `body` as the built-in `name`: checks the argument counts against `arity`, turns
 // running out of memory into a Korel error and hands the results over at the end.
-void run(const char* name, Arity arity, int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[],
-         void (*body)(Call&));
+void run(const char* name, Arity arity, lang::CallContext& context, int nargout,
+         lang::ValueList& outputs, lang::ValueList& inputs, void (*body)(Call&));
 
 // ---- Reading arguments ---------------------------------------------------------------
 

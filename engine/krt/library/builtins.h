@@ -3,10 +3,12 @@
 #pragma once
 
 #include "korel/kx.h"
+#include "krt/lang/call.h"
 
 namespace krt::library::builtin {
 
-#define KOREL_BUILTIN(name) void name(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[])
+#define KOREL_BUILTIN(name) \
+  void name(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs)
 
 // Numbers to text and back (number_text_functions.cc).
 KOREL_BUILTIN(sprintf);

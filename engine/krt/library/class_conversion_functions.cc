@@ -42,8 +42,8 @@ void convert_input(Call& call) {
 }
 
 template <kxClassID Target>
-void convert_to(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run(kxGetClassNameFromID(Target), {1, 1, 1}, nlhs, plhs, nrhs, prhs, convert_input<Target>);
+void convert_to(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run(kxGetClassNameFromID(Target), {1, 1, 1}, context, nargout, outputs, inputs, convert_input<Target>);
 }
 
 // Logical values from numbers: NaN has no truth value; text is not converted.
@@ -84,47 +84,47 @@ void append_rows(const Call& call, int k, const kxArray* a, std::vector<std::u16
 
 }  // namespace
 
-void double_(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  convert_to<kxDOUBLE_CLASS>(nlhs, plhs, nrhs, prhs);
+void double_(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  convert_to<kxDOUBLE_CLASS>(context, nargout, outputs, inputs);
 }
-void single(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  convert_to<kxSINGLE_CLASS>(nlhs, plhs, nrhs, prhs);
+void single(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  convert_to<kxSINGLE_CLASS>(context, nargout, outputs, inputs);
 }
-void int8(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  convert_to<kxINT8_CLASS>(nlhs, plhs, nrhs, prhs);
+void int8(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  convert_to<kxINT8_CLASS>(context, nargout, outputs, inputs);
 }
-void int16(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  convert_to<kxINT16_CLASS>(nlhs, plhs, nrhs, prhs);
+void int16(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  convert_to<kxINT16_CLASS>(context, nargout, outputs, inputs);
 }
-void int32(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  convert_to<kxINT32_CLASS>(nlhs, plhs, nrhs, prhs);
+void int32(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  convert_to<kxINT32_CLASS>(context, nargout, outputs, inputs);
 }
-void int64(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  convert_to<kxINT64_CLASS>(nlhs, plhs, nrhs, prhs);
+void int64(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  convert_to<kxINT64_CLASS>(context, nargout, outputs, inputs);
 }
-void uint8(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  convert_to<kxUINT8_CLASS>(nlhs, plhs, nrhs, prhs);
+void uint8(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  convert_to<kxUINT8_CLASS>(context, nargout, outputs, inputs);
 }
-void uint16(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  convert_to<kxUINT16_CLASS>(nlhs, plhs, nrhs, prhs);
+void uint16(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  convert_to<kxUINT16_CLASS>(context, nargout, outputs, inputs);
 }
-void uint32(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  convert_to<kxUINT32_CLASS>(nlhs, plhs, nrhs, prhs);
+void uint32(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  convert_to<kxUINT32_CLASS>(context, nargout, outputs, inputs);
 }
-void uint64(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  convert_to<kxUINT64_CLASS>(nlhs, plhs, nrhs, prhs);
+void uint64(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  convert_to<kxUINT64_CLASS>(context, nargout, outputs, inputs);
 }
 
 // logical(x): non-zero is true; NaN raises.
-void logical(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("logical", {1, 1, 1}, nlhs, plhs, nrhs, prhs,
+void logical(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("logical", {1, 1, 1}, context, nargout, outputs, inputs,
       [](Call& call) { call.set_output(0, to_logical(call)); });
 }
 
 // char(x): the characters of codes, shape kept; char(cell) and char(a, b, ...): one row
 // per text, padded with blanks.
-void char_(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("char", {1, kUnlimited, 1}, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void char_(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("char", {1, kUnlimited, 1}, context, nargout, outputs, inputs, [](Call& call) {
     const kxArray* first = call.input(0);
     if (call.input_count() == 1 && !kxIsCell(first))
       return call.set_output(0, converted(call, first, kxCHAR_CLASS));

@@ -1,4 +1,5 @@
 // Making arrays: zeros ones cell struct fieldnames.
+#include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <cstring>
@@ -71,7 +72,11 @@ Value filled_array(const Call& call, Wide value) {
   Value out = make_numeric(cls, dims);
   if (value != 0) {
     void* data = kxGetData(out.get());
-    for (kxSize i = 0; i < element_count(dims); ++i) store_wide(data, cls, i, value);
+    const kxSize n = element_count(dims);
+    if (cls == kxDOUBLE_CLASS)
+      std::fill_n(static_cast<double*>(data), n, static_cast<double>(value));
+    else
+      for (kxSize i = 0; i < n; ++i) store_wide(data, cls, i, value);
   }
   return out;
 }
@@ -130,19 +135,19 @@ Value struct_from_pairs(const Call& call) {
 
 }  // namespace
 
-void zeros(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("zeros", {0, kUnlimited, 1}, nlhs, plhs, nrhs, prhs,
+void zeros(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("zeros", {0, kUnlimited, 1}, context, nargout, outputs, inputs,
       [](Call& call) { call.set_output(0, filled_array(call, 0)); });
 }
 
-void ones(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("ones", {0, kUnlimited, 1}, nlhs, plhs, nrhs, prhs,
+void ones(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("ones", {0, kUnlimited, 1}, context, nargout, outputs, inputs,
       [](Call& call) { call.set_output(0, filled_array(call, 1)); });
 }
 
 // cell(...): a cell array of empty places; no arguments give a 0-by-0 cell.
-void cell(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("cell", {0, kUnlimited, 1}, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void cell(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("cell", {0, kUnlimited, 1}, context, nargout, outputs, inputs, [](Call& call) {
     Shape dims = size_arguments(call, call.input_count(), {0, 0});
     ensure_fits(call, dims, sizeof(kxArray*));
     call.set_output(0, checked(kxCreateCellArray(dims.size(), dims.data())));
@@ -151,8 +156,8 @@ void cell(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
 
 // struct(): 1-by-1 without fields; struct(s): s itself; struct(name, value, ...): a
 // struct of the size of the cell values (1-by-1 when there are none).
-void struct_(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("struct", {0, kUnlimited, 1}, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void struct_(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("struct", {0, kUnlimited, 1}, context, nargout, outputs, inputs, [](Call& call) {
     if (call.input_count() == 0)
       return call.set_output(0, checked(kxCreateStructMatrix(1, 1, 0, nullptr)));
     if (call.input_count() == 1 && kxIsStruct(call.input(0)))
@@ -162,8 +167,8 @@ void struct_(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
 }
 
 // fieldnames(s): the field names as a column cell.
-void fieldnames(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("fieldnames", {1, 1, 1}, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void fieldnames(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("fieldnames", {1, 1, 1}, context, nargout, outputs, inputs, [](Call& call) {
     const kxArray* s = call.input(0);
     if (!kxIsStruct(s) && !kxIsObject(s))
       call.fail("badType", "fieldnames takes a struct or an object, not a " + describe(s) + ".");

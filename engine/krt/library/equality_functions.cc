@@ -73,8 +73,8 @@ bool equal_values(const kxArray* a, const kxArray* b) {
 }  // namespace
 
 // isequal(a, b, ...): whether all the values are equal.
-void isequal(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("isequal", {2, kUnlimited, 1}, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void isequal(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("isequal", {2, kUnlimited, 1}, context, nargout, outputs, inputs, [](Call& call) {
     bool equal = true;
     for (int k = 1; equal && k < call.input_count(); ++k)
       equal = equal_values(call.input(0), call.input(k));

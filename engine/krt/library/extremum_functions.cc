@@ -70,12 +70,12 @@ void extremes(Call& call, bool largest) {
 
 }  // namespace
 
-void max(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("max", {1, 3, 2}, nlhs, plhs, nrhs, prhs, [](Call& call) { extremes(call, true); });
+void max(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("max", {1, 3, 2}, context, nargout, outputs, inputs, [](Call& call) { extremes(call, true); });
 }
 
-void min(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("min", {1, 3, 2}, nlhs, plhs, nrhs, prhs, [](Call& call) { extremes(call, false); });
+void min(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("min", {1, 3, 2}, context, nargout, outputs, inputs, [](Call& call) { extremes(call, false); });
 }
 
 }  // namespace krt::library::builtin

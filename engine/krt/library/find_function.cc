@@ -45,8 +45,8 @@ Value make_positions(const Shape& input, kxClassID cls, kxSize count, bool compl
 // find(x), find(x, n), find(x, n, 'first'|'last'): linear positions (from 1) of the
 // non-zero elements, as a row for a row vector and a column otherwise; [r, c] = find(x)
 // gives rows and columns, [r, c, v] = find(x) the values too.
-void find(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("find", {1, 3, 3}, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void find(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("find", {1, 3, 3}, context, nargout, outputs, inputs, [](Call& call) {
     require_values(call, 0);
     const kxArray* a = call.input(0);
     kxSize limit = position_limit(call);

@@ -1,11 +1,13 @@
 // Built-in functions that need nothing but arrays (no instance, no files, no output).
 #pragma once
 
-#include "krt/library/table.h"
+#include <span>
+
+#include "krt/lang/call.h"
 
 namespace krt::library {
 
-// The table of these functions, ended by a null name.
-extern const krtFunctionTableEntry kFunctions[];
+// The tables of these functions by area, each ended by a null name.
+std::span<const lang::IntrinsicGroup> function_groups();
 
 }  // namespace krt::library

@@ -39,8 +39,8 @@ Value map_parts(const Call& call, Op op) {
 }
 
 template <class Op>
-void rounding(const char* name, Op, int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run(name, {1, 1, 1}, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void rounding(const char* name, Op, lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run(name, {1, 1, 1}, context, nargout, outputs, inputs, [](Call& call) {
     call.set_output(0, map_parts(call, [](auto x) { return Op{}(x); }));
   });
 }
@@ -122,39 +122,61 @@ C remainder_of(C x, C y) {
   return std::fmod(x, y);
 }
 
+// A real double scalar argument (and another for the two-argument functions), at most one
+// output asked: what loops pass, answered without making arrays.
+bool scalar_call(int nargout, const lang::ValueList& in, double& x) {
+  if (nargout > 1 || in.size() != 1 || !in[0].is_number()) return false;
+  x = in[0].number_value();
+  return true;
+}
+bool scalar_pair(int nargout, const lang::ValueList& in, double& x, double& y) {
+  if (nargout > 1 || in.size() != 2 || !in[0].is_number() || !in[1].is_number()) return false;
+  x = in[0].number_value();
+  y = in[1].number_value();
+  return true;
+}
+
 }  // namespace
 
-void abs(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("abs", {1, 1, 1}, nlhs, plhs, nrhs, prhs,
+void abs(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  if (double x; scalar_call(nargout, inputs, x)) return outputs.push_back(Value::number(std::fabs(x)));
+  run("abs", {1, 1, 1}, context, nargout, outputs, inputs,
       [](Call& call) { call.set_output(0, magnitudes(call)); });
 }
 
-void floor(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  rounding("floor", Floor{}, nlhs, plhs, nrhs, prhs);
+void floor(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  if (double x; scalar_call(nargout, inputs, x)) return outputs.push_back(Value::number(std::floor(x)));
+  rounding("floor", Floor{}, context, nargout, outputs, inputs);
 }
-void ceil(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  rounding("ceil", Ceil{}, nlhs, plhs, nrhs, prhs);
+void ceil(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  if (double x; scalar_call(nargout, inputs, x)) return outputs.push_back(Value::number(std::ceil(x)));
+  rounding("ceil", Ceil{}, context, nargout, outputs, inputs);
 }
-void round(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  rounding("round", Round{}, nlhs, plhs, nrhs, prhs);
+void round(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  if (double x; scalar_call(nargout, inputs, x)) return outputs.push_back(Value::number(std::round(x)));
+  rounding("round", Round{}, context, nargout, outputs, inputs);
 }
-void fix(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  rounding("fix", Fix{}, nlhs, plhs, nrhs, prhs);
+void fix(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  if (double x; scalar_call(nargout, inputs, x)) return outputs.push_back(Value::number(std::trunc(x)));
+  rounding("fix", Fix{}, context, nargout, outputs, inputs);
 }
 
-void sqrt(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("sqrt", {1, 1, 1}, nlhs, plhs, nrhs, prhs,
+void sqrt(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  if (double x; scalar_call(nargout, inputs, x) && !(x < 0)) return outputs.push_back(Value::number(std::sqrt(x)));
+  run("sqrt", {1, 1, 1}, context, nargout, outputs, inputs,
       [](Call& call) { call.set_output(0, square_roots(call)); });
 }
 
-void mod(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("mod", {2, 2, 1}, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void mod(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  if (double x, y; scalar_pair(nargout, inputs, x, y)) return outputs.push_back(Value::number(modulo(x, y)));
+  run("mod", {2, 2, 1}, context, nargout, outputs, inputs, [](Call& call) {
     call.set_output(0, combine(call, [](auto x, auto y) { return modulo(x, y); }));
   });
 }
 
-void rem(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("rem", {2, 2, 1}, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void rem(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  if (double x, y; scalar_pair(nargout, inputs, x, y)) return outputs.push_back(Value::number(remainder_of(x, y)));
+  run("rem", {2, 2, 1}, context, nargout, outputs, inputs, [](Call& call) {
     call.set_output(0, combine(call, [](auto x, auto y) { return remainder_of(x, y); }));
   });
 }

@@ -231,8 +231,8 @@ double text_to_number(const kxArray* a) {
 }  // namespace
 
 // sprintf(format, values...): the formatted text (see format.cc for the rules).
-void sprintf(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("sprintf", {1, kUnlimited, 1}, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void sprintf(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("sprintf", {1, kUnlimited, 1}, context, nargout, outputs, inputs, [](Call& call) {
     std::string pattern = text_argument(call, 0, "The format");
     for (int k = 1; k < call.input_count(); ++k) require_values(call, k);
     call.set_output(0, make_string(format(pattern, call.inputs_from(1))));
@@ -240,20 +240,20 @@ void sprintf(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
 }
 
 // num2str(x), num2str(x, precision), num2str(x, format).
-void num2str(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("num2str", {1, 2, 1}, nlhs, plhs, nrhs, prhs,
+void num2str(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("num2str", {1, 2, 1}, context, nargout, outputs, inputs,
       [](Call& call) { call.set_output(0, number_to_text(call)); });
 }
 
-void int2str(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("int2str", {1, 1, 1}, nlhs, plhs, nrhs, prhs,
+void int2str(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("int2str", {1, 1, 1}, context, nargout, outputs, inputs,
       [](Call& call) { call.set_output(0, integer_to_text(call)); });
 }
 
 // str2double(text): the number, or NaN; a cell of texts gives an array of its size;
 // anything else gives NaN.
-void str2double(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("str2double", {1, 1, 1}, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void str2double(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("str2double", {1, 1, 1}, context, nargout, outputs, inputs, [](Call& call) {
     const kxArray* a = call.input(0);
     if (!kxIsCell(a)) return call.set_output(0, make_double(text_to_number(a)));
     Value numbers = make_numeric(kxDOUBLE_CLASS, shape_of(a));

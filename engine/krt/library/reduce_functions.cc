@@ -83,23 +83,23 @@ Value truth(const Call& call, bool every) {
 
 }  // namespace
 
-void sum(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("sum", {1, 2, 1}, nlhs, plhs, nrhs, prhs,
+void sum(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("sum", {1, 2, 1}, context, nargout, outputs, inputs,
       [](Call& call) { call.set_output(0, accumulate(call, false)); });
 }
 
-void prod(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("prod", {1, 2, 1}, nlhs, plhs, nrhs, prhs,
+void prod(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("prod", {1, 2, 1}, context, nargout, outputs, inputs,
       [](Call& call) { call.set_output(0, accumulate(call, true)); });
 }
 
-void any(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("any", {1, 2, 1}, nlhs, plhs, nrhs, prhs,
+void any(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("any", {1, 2, 1}, context, nargout, outputs, inputs,
       [](Call& call) { call.set_output(0, truth(call, false)); });
 }
 
-void all(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("all", {1, 2, 1}, nlhs, plhs, nrhs, prhs,
+void all(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("all", {1, 2, 1}, context, nargout, outputs, inputs,
       [](Call& call) { call.set_output(0, truth(call, true)); });
 }
 

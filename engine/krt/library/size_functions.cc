@@ -45,42 +45,42 @@ std::vector<kxSize> requested_dimensions(const Call& call) {
 
 }  // namespace
 
-void isempty(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("isempty", kOneInput, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void isempty(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("isempty", kOneInput, context, nargout, outputs, inputs, [](Call& call) {
     call.set_output(0, make_logical(kxIsEmpty(call.input(0))));
   });
 }
 
-void numel(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("numel", kOneInput, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void numel(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("numel", kOneInput, context, nargout, outputs, inputs, [](Call& call) {
     call.set_output(0, make_double(static_cast<double>(kxGetNumberOfElements(call.input(0)))));
   });
 }
 
-void length(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("length", kOneInput, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void length(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("length", kOneInput, context, nargout, outputs, inputs, [](Call& call) {
     Shape dims = shape_of(call.input(0));
     kxSize n = kxIsEmpty(call.input(0)) ? 0 : *std::max_element(dims.begin(), dims.end());
     call.set_output(0, make_double(static_cast<double>(n)));
   });
 }
 
-void ndims(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("ndims", kOneInput, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void ndims(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("ndims", kOneInput, context, nargout, outputs, inputs, [](Call& call) {
     call.set_output(0,
                     make_double(static_cast<double>(kxGetNumberOfDimensions(call.input(0)))));
   });
 }
 
-void isscalar(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("isscalar", kOneInput, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void isscalar(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("isscalar", kOneInput, context, nargout, outputs, inputs, [](Call& call) {
     call.set_output(0, make_logical(kxGetNumberOfElements(call.input(0)) == 1));
   });
 }
 
 // 1-by-N or N-by-1, N >= 0.
-void isvector(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("isvector", kOneInput, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void isvector(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("isvector", kOneInput, context, nargout, outputs, inputs, [](Call& call) {
     Shape dims = shape_of(call.input(0));
     call.set_output(0, make_logical(dims.size() == 2 && (dims[0] == 1 || dims[1] == 1)));
   });
@@ -89,8 +89,8 @@ void isvector(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
 // size(a): the dimensions as a row; [m, n, ...] = size(a): one per output, the last
 // taking the product of the rest; size(a, d) and size(a, d1, d2, ...): the sizes of the
 // dimensions asked for (1 past the last), as a row or one per output.
-void size(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("size", {1, kUnlimited, kUnlimited}, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void size(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("size", {1, kUnlimited, kUnlimited}, context, nargout, outputs, inputs, [](Call& call) {
     Shape dims = shape_of(call.input(0));
     auto size_of = [&](kxSize d) { return d < dims.size() ? static_cast<double>(dims[d]) : 1.0; };
     int outputs = call.output_count();

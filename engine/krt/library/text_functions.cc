@@ -162,36 +162,36 @@ Value join_cells(const Call& call) {
 
 }  // namespace
 
-void strcmp(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("strcmp", {2, 2, 1}, nlhs, plhs, nrhs, prhs,
+void strcmp(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("strcmp", {2, 2, 1}, context, nargout, outputs, inputs,
       [](Call& call) { call.set_output(0, compare_texts(call, false)); });
 }
 
-void strcmpi(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("strcmpi", {2, 2, 1}, nlhs, plhs, nrhs, prhs,
+void strcmpi(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("strcmpi", {2, 2, 1}, context, nargout, outputs, inputs,
       [](Call& call) { call.set_output(0, compare_texts(call, true)); });
 }
 
-void strcat(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("strcat", {1, kUnlimited, 1}, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void strcat(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("strcat", {1, kUnlimited, 1}, context, nargout, outputs, inputs, [](Call& call) {
     auto inputs = call.inputs();
     bool any_cell = std::any_of(inputs.begin(), inputs.end(), kxIsCell);
     call.set_output(0, any_cell ? join_cells(call) : join_char_arrays(call));
   });
 }
 
-void upper(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("upper", {1, 1, 1}, nlhs, plhs, nrhs, prhs,
+void upper(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("upper", {1, 1, 1}, context, nargout, outputs, inputs,
       [](Call& call) { call.set_output(0, map_text_or_cell(call, to_upper)); });
 }
 
-void lower(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("lower", {1, 1, 1}, nlhs, plhs, nrhs, prhs,
+void lower(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("lower", {1, 1, 1}, context, nargout, outputs, inputs,
       [](Call& call) { call.set_output(0, map_text_or_cell(call, to_lower)); });
 }
 
-void strtrim(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("strtrim", {1, 1, 1}, nlhs, plhs, nrhs, prhs,
+void strtrim(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("strtrim", {1, 1, 1}, context, nargout, outputs, inputs,
       [](Call& call) { call.set_output(0, map_text_or_cell(call, trim_columns)); });
 }
 

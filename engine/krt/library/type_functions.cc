@@ -35,52 +35,52 @@ bool has_field(const kxArray* s, const kxArray* name) {
 
 }  // namespace
 
-void class_(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("class", kOneInput, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void class_(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("class", kOneInput, context, nargout, outputs, inputs, [](Call& call) {
     call.set_output(0, make_string(class_name(call.input(0))));
   });
 }
 
-void isa(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("isa", {2, 2, 1}, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void isa(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("isa", {2, 2, 1}, context, nargout, outputs, inputs, [](Call& call) {
     std::string name = text_argument(call, 1, "The class name");
     call.set_output(0, make_logical(is_a(call.input(0), name)));
   });
 }
 
-void ischar(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("ischar", kOneInput, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void ischar(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("ischar", kOneInput, context, nargout, outputs, inputs, [](Call& call) {
     call.set_output(0, make_logical(kxIsChar(call.input(0))));
   });
 }
 
-void isnumeric(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("isnumeric", kOneInput, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void isnumeric(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("isnumeric", kOneInput, context, nargout, outputs, inputs, [](Call& call) {
     call.set_output(0, make_logical(kxIsNumeric(call.input(0))));
   });
 }
 
-void islogical(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("islogical", kOneInput, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void islogical(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("islogical", kOneInput, context, nargout, outputs, inputs, [](Call& call) {
     call.set_output(0, make_logical(kxIsLogical(call.input(0))));
   });
 }
 
-void iscell(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("iscell", kOneInput, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void iscell(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("iscell", kOneInput, context, nargout, outputs, inputs, [](Call& call) {
     call.set_output(0, make_logical(kxIsCell(call.input(0))));
   });
 }
 
-void isstruct(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("isstruct", kOneInput, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void isstruct(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("isstruct", kOneInput, context, nargout, outputs, inputs, [](Call& call) {
     call.set_output(0, make_logical(kxIsStruct(call.input(0))));
   });
 }
 
 // Real: a logical, char or numeric array without an imaginary part.
-void isreal(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("isreal", kOneInput, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void isreal(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("isreal", kOneInput, context, nargout, outputs, inputs, [](Call& call) {
     const kxArray* a = call.input(0);
     call.set_output(0, make_logical(is_value_class(kxGetClassID(a)) && !kxIsComplex(a)));
   });
@@ -88,8 +88,8 @@ void isreal(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
 
 // isfield(s, name): whether the struct s has the field; isfield(s, names) with a cell of
 // names: a logical array of the cell's size. Anything but a struct has no fields.
-void isfield(int nlhs, kxArray* plhs[], int nrhs, kxArray* prhs[]) {
-  run("isfield", {2, 2, 1}, nlhs, plhs, nrhs, prhs, [](Call& call) {
+void isfield(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("isfield", {2, 2, 1}, context, nargout, outputs, inputs, [](Call& call) {
     const kxArray* s = call.input(0);
     const kxArray* names = call.input(1);
     bool is_struct = kxIsStruct(s);

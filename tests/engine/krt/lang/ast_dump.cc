@@ -69,7 +69,7 @@ std::string shown(const Stmt& stmt, std::string text) { return stmt.print ? text
 
 std::string dump(const Expr& expr) {
   switch (expr.kind) {
-    case Expr::Kind::Number: return number(expr.number);
+    case Expr::Kind::Number: return number(expr.number) + (expr.imaginary ? "i" : "");
     case Expr::Kind::String: return quoted(expr.text);
     case Expr::Kind::Identifier: return expr.text;
     case Expr::Kind::Colon: return ":";
@@ -86,6 +86,8 @@ std::string dump(const Expr& expr) {
     case Expr::Kind::Matrix: return rows(expr, "[", "]");
     case Expr::Kind::Cell: return rows(expr, "{", "}");
     case Expr::Kind::FunctionHandle: return "@" + expr.text;
+    case Expr::Kind::AnonymousFunction:
+      return "(@ (" + names(expr.params) + ") " + dump(*expr.lhs) + ")";
   }
   return "?";
 }
@@ -129,6 +131,7 @@ std::string dump(const Stmt& stmt) {
       return "(try" + body(stmt.body) + " (catch" + (stmt.name.empty() ? "" : "=" + stmt.name) +
              body(stmt.else_body) + "))";
     case Stmt::Kind::Global: return "(global " + names(stmt.words) + ")";
+    case Stmt::Kind::Persistent: return "(persistent " + names(stmt.words) + ")";
   }
   return "?";
 }

@@ -8,8 +8,9 @@
 
 namespace krt::lang::test {
 
-// Numbers in shortest form; strings quoted with ''; a name with an access chain as
-// (ref name (args) {args} .field .(expr)); statements whose result is not shown end in ';'.
+// Numbers in shortest form, imaginary ones with an i; strings quoted with ''; a name with
+// an access chain as (ref name (args) {args} .field .(expr)); an anonymous function as
+// (@ (params) body); statements whose result is not shown end in ';'.
 std::string dump(const Expr& expr);
 std::string dump(const Stmt& stmt);
 std::string dump(const Block& block);  // statements separated by blanks

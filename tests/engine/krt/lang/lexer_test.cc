@@ -80,7 +80,8 @@ TEST(KrtLexer, Numbers) {
   EXPECT_EQ(tokens("1e999 1e-999 0.000e400 123456e-400"), "#inf #0 #0 #0");
   EXPECT_EQ(tokens("5.*x 5./2 5.^2 5.' 5...\n+1"), "#5 .* x #5 ./ #2 #5 .^ #2 #5 .' #5 + #1");
   EXPECT_EQ(lex_error("x = 1e"), "1:5 malformed number");
-  EXPECT_EQ(lex_error("3i"), "1:1 malformed number");
+  EXPECT_EQ(tokens("3i 2.5j 1e3I .5J"), "#3 #2.5 #1000 #0.5");
+  EXPECT_EQ(lex_error("3if"), "1:1 malformed number");
 }
 
 TEST(KrtLexer, CommentsAndContinuations) {
@@ -132,6 +133,22 @@ TEST(KrtLexer, CommandSyntax) {
   EXPECT_EQ(lex_error("disp it's"), "1:8 unterminated string");
 }
 
+TEST(KrtLexer, LeftDivisionAndAnonymousFunctions) {
+  EXPECT_EQ(tokens("a\\b .\\ c; s = 'x\\y'"), "a \\ b .\\ c ; s = s'x\\y'");
+  EXPECT_EQ(tokens("{@(x) x +1 @() 'a'}"), "{ @ ( x ) x _ + #1 _ @ ( ) s'a' }");
+  EXPECT_EQ(tokens("f = @(x) x'"), "f = @ ( x ) x '");
+  EXPECT_EQ(tokens("[f(x) 'a']"), "[ f ( x ) _ s'a' ]");  // a call's ')' still ends a value
+}
+
+TEST(KrtLexer, TokensKnowWhereTheirSpellingLies) {
+  const std::string text = "x = [a  3i]...\n+ 'q'";
+  Lexer lexer(text, "test");
+  std::string spellings;
+  for (Token t = lexer.take(); t.kind != TokenKind::EndOfText; t = lexer.take())
+    spellings += "<" + text.substr(t.begin, t.end - t.begin) + ">";
+  EXPECT_EQ(spellings, "<x><=><[><a><><3i><]><+><'q'>");
+}
+
 TEST(KrtLexer, FieldNamesMayBeKeywords) {
   Lexer lexer("s.end.if", "test");
   lexer.take();
@@ -149,7 +166,7 @@ TEST(KrtLexer, ErrorsCarryTheirPosition) {
   EXPECT_EQ(lex_error("y\nx = \"abc\nz\""), "2:5 unterminated string");
   EXPECT_EQ(lex_error("x = 1 $ 2"), "1:7 unexpected character '$'");
   EXPECT_EQ(lex_error("\n\n  \x01"), "3:3 unexpected character byte 0x01");
-  EXPECT_EQ(lex_error("a \\ b"), "1:3 the operator '\\' is not supported");
+  EXPECT_EQ(lex_error("a ! b"), "1:3 '!' is not a Korel operator; use '~' for not");
 }
 
 TEST(KrtLexer, LooksAheadWithoutLosingItsPlace) {

@@ -46,9 +46,38 @@ TEST(KrtParserErrors, ExpressionsReportTheOffendingToken) {
   EXPECT_EQ(error("(x)(2)"), "1:4 only a name can be indexed or called");
   EXPECT_EQ(error("y = [1 2](1)"), "1:10 only a name can be indexed or called");
   EXPECT_EQ(error("s. = 1"), "1:4 expected a field name after '.', found '='");
-  EXPECT_EQ(error("f = @(x) x + 1"), "1:5 anonymous functions are not supported");
   EXPECT_EQ(error("f = @ 3"), "1:7 expected a function name after '@', found '3'");
   EXPECT_EQ(error("x = 'abc"), "1:5 unterminated string");
+}
+
+TEST(KrtParserErrors, NewSyntaxReportsItsMistakes) {
+  struct Case {
+    const char* text;
+    const char* error;
+  };
+  const Case cases[] = {
+      {"f = @(x y) x", "1:9 expected ',' or ')', found 'y'"},
+      {"f = @(x", "1:8 missing ')'"},
+      {"f = @(1) x", "1:7 expected a parameter name, found '1'"},
+      {"f = @(varargin, x) x", "1:17 'varargin' must be the last parameter"},
+      {"f = @(x)", "1:9 unexpected end of text"},
+      {"f = @(x);", "1:9 unexpected ';'"},
+      {"x(@() end)", "1:7 invalid use of 'end'"},
+      {"y = (@(x) x)(3)", "1:13 only a name can be indexed or called"},
+      {"f = @pkg.", "1:10 expected a name after '.', found end of text"},
+      {"y = end + 1", "1:5 invalid use of 'end'"},
+      {"persistent x", "1:1 persistent declarations are only allowed in functions"},
+      {"x = 1;\npersistent y\nfunction f\nend", "2:1 persistent declarations are only allowed in functions"},
+      {"function f\npersistent\nend", "2:11 expected a variable name after 'persistent', found end of line"},
+      {"function a\n function b\n end\nend", "4:1 functions cannot be nested; end each function before the next begins"},
+      {"y = !x", "1:5 '!' is not a Korel operator; use '~' for not"},
+      {"if a != b, end", "1:6 '!=' is not a Korel operator; use '~=' for not equal"},
+      {"x = 1 # 2", "1:7 unexpected character '#'"},
+      {"z = 3ii", "1:5 malformed number"},
+      {"z = 0x1F", "1:5 malformed number"},
+      {"a \\", "1:4 unexpected end of text"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(error(c.text), c.error) << c.text;
 }
 
 TEST(KrtParserErrors, AssignmentsNeedANameOnTheLeft) {
@@ -95,6 +124,8 @@ TEST(KrtParserErrors, NestingIsBounded) {
   EXPECT_EQ(error(repeat("if x\n", 256) + repeat("end\n", 256)), "no error");
   EXPECT_EQ(error(repeat("if x\n", 257)), "257:1 too deeply nested");
   EXPECT_EQ(error(repeat("while x\n", 200) + "y = " + repeat("(", 57)), "201:61 too deeply nested");
+  EXPECT_EQ(error("f = " + repeat("@()", 256) + "1"), "no error");
+  EXPECT_EQ(error("f = " + repeat("@()", 300) + "1"), "1:773 too deeply nested");
 
   // Operator chains deepen the tree without nesting: they are bounded too.
   EXPECT_EQ(error("x = " + repeat("1 + ", 1000) + "1"), "no error");

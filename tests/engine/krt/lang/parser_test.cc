@@ -11,10 +11,23 @@ using test::dump;
 using test::dump_expression;
 using test::dump_script;
 
+// One row per case: a text and the tree of its statements.
+struct Case {
+  const char* text;
+  const char* tree;
+};
+
+void expect_trees(std::initializer_list<Case> cases) {
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.text);
+    EXPECT_EQ(dump_script(c.text), c.tree);
+  }
+}
+
 TEST(KrtParser, OperatorPrecedenceAndAssociativity) {
   EXPECT_EQ(dump_expression("1 + 2 * 3"), "(+ 1 (* 2 3))");
   EXPECT_EQ(dump_expression("a || b && c | d & e == f"), "(|| a (&& b (| c (& d (== e f)))))");
-  EXPECT_EQ(dump_expression("a < b <= c > d >= e ~= f != g"),
+  EXPECT_EQ(dump_expression("a < b <= c > d >= e ~= f ~= g"),
             "(~= (~= (>= (> (<= (< a b) c) d) e) f) g)");
   EXPECT_EQ(dump_expression("a - b - c"), "(- (- a b) c)");
   EXPECT_EQ(dump_expression("a ./ b .* c / d * e"), "(* (/ (.* (./ a b) c) d) e)");
@@ -28,7 +41,11 @@ TEST(KrtParser, OperatorPrecedenceAndAssociativity) {
   EXPECT_EQ(dump_expression("-a'"), "(- (' a))");
   EXPECT_EQ(dump_expression("-a * b"), "(* (- a) b)");
   EXPECT_EQ(dump_expression("a * -b"), "(* a (- b))");
-  EXPECT_EQ(dump_expression("~a == !b"), "(== (~ a) (~ b))");
+  EXPECT_EQ(dump_expression("~a == ~b"), "(== (~ a) (~ b))");
+  EXPECT_EQ(dump_expression("a \\ b .\\ c * d"), "(* (.\\ (\\ a b) c) d)");
+  EXPECT_EQ(dump_expression("a + b \\ c'"), "(+ a (\\ b (' c)))");
+  EXPECT_EQ(dump_expression("-a\\b^2"), "(\\ (- a) (^ b 2))");
+  EXPECT_EQ(dump_expression("[a \\b 5.\\x]"), "[(\\ a b) (.\\ 5 x)]");
   EXPECT_EQ(dump_expression("+-x"), "(+ (- x))");
   EXPECT_EQ(dump_expression("(1 + 2) * 3"), "(* (+ 1 2) 3)");
   EXPECT_EQ(dump_expression("x.'' + a(1)'"), "(+ (' (.' x)) (' (ref a (1))))");
@@ -85,6 +102,13 @@ TEST(KrtParser, StatementsAndAssignments) {
 }
 
 TEST(KrtParser, CommandSyntaxStatements) {
+  expect_trees({
+      {"format long", "(cmd format 'long')"},
+      {"clear all; more off", "(cmd clear 'all'); (cmd more 'off')"},
+      {"x -1", "(- x 1)"},
+      {"disp -x", "(cmd disp '-x')"},
+      {"disp -5", "(- disp 5)"},
+  });
   EXPECT_EQ(dump_script("hold on; format long\nwarning off all"),
             "(cmd hold 'on'); (cmd format 'long') (cmd warning 'off' 'all')");
   EXPECT_EQ(dump_script("disp hello, close all"), "(cmd disp 'hello') (cmd close 'all')");
@@ -92,6 +116,98 @@ TEST(KrtParser, CommandSyntaxStatements) {
   EXPECT_EQ(dump_script("if x\nhold on\nelse hold off\nend"),
             "(if (x (cmd hold 'on')) (else (cmd hold 'off')))");
   EXPECT_EQ(dump_script("a -b\na - b\nx = a -b"), "(cmd a '-b') (- a b) (= x (- a b))");
+}
+
+TEST(KrtParser, AnonymousFunctions) {
+  expect_trees({
+      {"f = @(x) x + 1;", "(= f (@ (x) (+ x 1)));"},
+      {"g = @(a,b) [a b];", "(= g (@ (a b) [a b]));"},
+      {"h = @() disp('hi')", "(= h (@ () (ref disp ('hi'))))"},
+      {"cellfun(@(s) numel(s), c)", "(ref cellfun ((@ (s) (ref numel (s))) c))"},
+      {"k = @(x) @(y) x + y;", "(= k (@ (x) (@ (y) (+ x y))));"},
+      {"f = @(~, varargin) x' * 2 > 1 | y", "(= f (@ (~ varargin) (| (> (* (' x) 2) 1) y)))"},
+      {"c = {@(x) x, @(x) 2*x};", "(= c {(@ (x) x) (@ (x) (* 2 x))});"},
+      {"c = {@(x) x + 1};", "(= c {(@ (x) (+ x 1))});"},
+      {"c = {@(x) x+1 @(x) x +1};", "(= c {(@ (x) (+ x 1)) (@ (x) x) (+ 1)});"},
+      {"c = {@(x)  'a' @() -1 @()   {x}};", "(= c {(@ (x) 'a') (@ () (- 1)) (@ () {x})});"},
+      {"s.f = @(t) t(end).^2;", "(= (ref s .f) (@ (t) (.^ (ref t (end)) 2)));"},
+      {"x(arrayfun(@(k) k, 1:end))", "(ref x ((ref arrayfun ((@ (k) k) (: 1 end)))))"},
+      {"f = @(x) ...\n  x;", "(= f (@ (x) x));"},
+      {"h = @containers.Map; g = @sin", "(= h @containers.Map); (= g @sin)"},
+  });
+
+  auto program =
+      parse_program("f = @(x)  x + 1 ;% c\nc = {@(a,b) a.*b, @() @(y) ...\n y};", "t");
+  const Expr& single = *program->statements[0]->expr;
+  EXPECT_EQ(single.text, "@(x)  x + 1");
+  EXPECT_EQ(single.column, 5);
+  const Expr& cell = *program->statements[1]->expr;
+  EXPECT_EQ(cell.rows[0][0]->text, "@(a,b) a.*b");
+  EXPECT_EQ(cell.rows[0][1]->text, "@() @(y) ...\n y");
+  EXPECT_EQ(cell.rows[0][1]->lhs->text, "@(y) ...\n y");
+}
+
+TEST(KrtParser, CommentsAndContinuationsInEveryContext) {
+  expect_trees({
+      {"x = f(1, ...\n 2);", "(= x (ref f (1 2)));"},
+      {"x = [1 2 ... more\n 3];", "(= x [1 2 3]);"},
+      {"c = {'a', ... comment\n 'b'};", "(= c {'a' 'b'});"},
+      {"y = a ...\n * b + ...\n c;", "(= y (+ (* a b) c));"},
+      {"[a, ...\n b] = f(x);", "(= [a b] (ref f (x)));"},
+      {"if x > ...\n 1, y = 1; end", "(if ((> x 1) (= y 1);))"},
+      {"for k = 1: ...\n 3, end", "(for k (: 1 3))"},
+      {"hold on ...\n off", "(cmd hold 'on' 'off')"},
+      {"function [a, ...\n b] = f(x, ...\n y)\nend", "(function f (in x y) (out a b))"},
+      {"%{\nx = (\n%}\ny = 2;", "(= y 2);"},
+      {"x = 1;\n  %{  \n  [ anything\n  %{\n nested\n  %}\n still\n\t%}\t\ny = 2;",
+       "(= x 1); (= y 2);"},
+      {"x = [1 2\n%{\nhidden row\n%}\n3 4];", "(= x [1 2; 3 4]);"},
+      {"function f\n%{\nbody\n%}\nend", "(function f (in ) (out ))"},
+      {"%{ not alone\nx", "x"},
+  });
+}
+
+TEST(KrtParser, EmptyStatementsAndBodies) {
+  expect_trees({
+      {";", ""},
+      {",,", ""},
+      {"if x, end", "(if (x))"},
+      {"if x, elseif y, else, end", "(if (x) (y))"},
+      {"for k=1:3, end", "(for k (: 1 3))"},
+      {"while false end", "(while false)"},
+      {"try, catch, end", "(try (catch))"},
+      {"switch x, end", "(switch x)"},
+      {"function f\nend", "(function f (in ) (out ))"},
+      {"function f()\nend\nfunction g, end", "(function f (in ) (out )) (function g (in ) (out ))"},
+      {"if x disp(1), end", "(if (x (ref disp (1))))"},
+      {"if x\nelseif y z = 1; end", "(if (x) (y (= z 1);))"},
+      {"while x disp(1), end", "(while x (ref disp (1)))"},
+      {"if a, b end", "(if (a b))"},
+      {"try x end", "(try x (catch))"},
+  });
+}
+
+TEST(KrtParser, EndInsideCallsInsideSubscripts) {
+  expect_trees({
+      {"x(floor(end/2))", "(ref x ((ref floor ((/ end 2)))))"},
+      {"x(min(end, 9))", "(ref x ((ref min (end 9))))"},
+      {"c{numel(c{end})}", "(ref c {(ref numel ((ref c {end})))})"},
+      {"a(end, end-1)", "(ref a (end (- end 1)))"},
+      {"s.f(end)", "(ref s .f (end))"},
+      {"x(end)' + x(end').'", "(+ (' (ref x (end))) (.' (ref x ((' end)))))"},
+  });
+}
+
+TEST(KrtParser, DeclarationsLiteralsAndTransposes) {
+  expect_trees({
+      {"function f\n persistent a b c\n persistent d;\n global e f\nend",
+       "(function f (in ) (out ) (persistent a b c) (persistent d) (global e f))"},
+      {"x = 1;\nfunction g\npersistent n", "(= x 1); (function g (in ) (out ) (persistent n))"},
+      {"z = [3i 2.5j 1e3i 4I 5J] + 1 - 2i'", "(= z (- (+ [3i 2.5i 1000i 4i 5i] 1) (' 2i)))"},
+      {"y = inf + nan", "(= y (+ inf nan))"},
+      {"t = {a', [1 2]', {1}.', 3', a'', b.''}",
+       "(= t {(' a) (' [1 2]) (.' {1}) (' 3) (' (' a)) (' (.' b))})"},
+  });
 }
 
 TEST(KrtParser, ControlFlow) {

@@ -23,6 +23,8 @@ const char* const kPrograms[] = {
     "    disp(err.message); break\n  end\nend\n",
     "switch lower(s)\n  case {'a', \"b\"}\n    warning off all\n  otherwise\n    c{end} = @sin;\n"
     "end\nglobal A B\nformat long, z = [a' 'x' -1 (2) x(3)] % done\n",
+    "function r = g(c)\n  persistent n\n  f = {@(x) x +1, @(~, varargin) @() A\\b .\\ 2i};\n"
+    "  r = c{numel(c{end})}(floor(end/2)); if r, end\nend\n",
 };
 
 // Pieces that make texts close to the language, so mutations reach deep into the parser.
@@ -33,7 +35,8 @@ const char* const kFragments[] = {
     ".'",     ".",         ",",   ";",      "\n",        " ",       "...",     "%",      "%{\n",
     "\n%}\n", "@",         "@(",  ":",      "+",         "-",       "*",       "^",      "~",
     "!",      "&&",        "|",   "1",      "2.5e3",     ".5",      "hold on", "'str'",  "\r\n",
-    "\t",     "a.b",       "f(",  "c{",
+    "\t",     "a.b",       "f(",  "c{",     "@(x) ",     "@() ",    "\\",      ".\\",     "3i",
+    "persistent ",
 };
 
 std::string visible(const std::string& text) {

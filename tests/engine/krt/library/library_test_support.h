@@ -11,6 +11,8 @@
 
 #include "korel/kx.h"
 #include "support/owned_array.h"
+#include "krt/error_state.h"
+#include "krt/instance.h"
 #include "krt/library/functions.h"
 #include "kx/error.h"
 
@@ -19,18 +21,29 @@ namespace libtest {
 using korel::test::Destroy;
 using korel::test::Owned;
 
-inline kxNativeFunction lookup(const char* name) {
-  for (const krtFunctionTableEntry* e = krt::library::kFunctions; e->name; ++e)
-    if (std::strcmp(e->name, name) == 0) return e->function;
-  ADD_FAILURE() << "no function " << name << " in the table";
-  return nullptr;
+// One instance runs every call: the library's functions are reached by name, as Korel
+// code reaches them.
+inline krtInstance& engine() {
+  static krtInstance* instance = [] {
+    krtOptions options;
+    options.deployed = true;
+    return new krtInstance(options);  // lives as long as the test program
+  }();
+  return *instance;
+}
+
+// Every library function, with its table entry.
+template <class F>
+void for_each_function(F&& f) {
+  for (const krt::lang::IntrinsicGroup& g : krt::library::function_groups())
+    for (const krt::lang::IntrinsicEntry* e = g.entries; e->name; ++e) f(*e);
 }
 
 // Calls `name` with nlhs outputs; returns max(nlhs, 1) results.
 inline std::vector<Owned> call_with(const char* name, int nlhs, std::vector<kxArray*> in) {
   std::vector<kxArray*> out(static_cast<std::size_t>(nlhs > 0 ? nlhs : 1), nullptr);
-  kxNativeFunction fn = lookup(name);
-  if (fn) fn(nlhs, out.data(), static_cast<int>(in.size()), in.data());
+  if (!engine().CallKorelFunction(name, nlhs, out.data(), static_cast<int>(in.size()), in.data()))
+    ADD_FAILURE() << name << ": " << engine().GetErrorState().message;
   std::vector<Owned> results;
   for (kxArray* a : out) results.emplace_back(a);
   return results;
@@ -50,17 +63,14 @@ Owned call(const char* name, const A&... args) {
 // no output was left behind.
 inline std::string error_with(const char* name, int nlhs, std::vector<kxArray*> in) {
   std::vector<kxArray*> out(static_cast<std::size_t>(nlhs > 0 ? nlhs : 1), nullptr);
-  kxNativeFunction fn = lookup(name);
-  if (!fn) return "<missing>";
-  try {
-    fn(nlhs, out.data(), static_cast<int>(in.size()), in.data());
-  } catch (const kx::KorelError& e) {
-    for (kxArray* a : out) EXPECT_EQ(a, nullptr) << name << " left an output after raising";
-    EXPECT_FALSE(std::string(e.what()).empty()) << name << " raised without a message";
-    return e.identifier();
+  if (engine().CallKorelFunction(name, nlhs, out.data(), static_cast<int>(in.size()), in.data())) {
+    for (kxArray* a : out) kxDestroyArray(a);
+    return "";
   }
-  for (kxArray* a : out) kxDestroyArray(a);
-  return "";
+  for (kxArray* a : out) EXPECT_EQ(a, nullptr) << name << " left an output after raising";
+  const krt::ErrorState& e = engine().GetErrorState();
+  EXPECT_FALSE(e.message.empty()) << name << " raised without a message";
+  return e.identifier;
 }
 
 template <class... A>

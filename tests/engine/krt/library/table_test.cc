@@ -11,10 +11,12 @@ using namespace libtest;
 TEST(Table, NamesAreUniqueAndEveryEntryHasAFunction) {
   std::set<std::string> names;
   int count = 0;
-  for (const krtFunctionTableEntry* e = krt::library::kFunctions; e->name; ++e, ++count) {
-    EXPECT_NE(e->function, nullptr) << e->name;
-    EXPECT_TRUE(names.insert(e->name).second) << "twice: " << e->name;
-  }
+  for_each_function([&](const krt::lang::IntrinsicEntry& e) {
+    EXPECT_NE(e.function, nullptr) << e.name;
+    EXPECT_TRUE(e.summary && *e.summary) << e.name << " has no line for the reference";
+    EXPECT_TRUE(names.insert(e.name).second) << "twice: " << e.name;
+    ++count;
+  });
   EXPECT_EQ(count, static_cast<int>(names.size()));
   std::set<std::string> expected = {
       "sprintf", "num2str", "int2str", "str2double", "isempty", "numel", "length", "size",
@@ -39,7 +41,8 @@ TEST(Table, EveryFunctionRejectsTooManyInputsAndOutputs) {
   std::set<std::string> unlimited_inputs = {"sprintf", "size", "isequal", "strcat", "zeros",
                                             "ones", "cell", "struct", "char"};
   std::set<std::string> unlimited_outputs = {"size"};
-  for (const krtFunctionTableEntry* e = krt::library::kFunctions; e->name; ++e) {
+  for_each_function([&](const krt::lang::IntrinsicEntry& entry) {
+    const krt::lang::IntrinsicEntry* e = &entry;
     std::string name = e->name;
     if (!unlimited_inputs.count(name)) {
       EXPECT_EQ(error_with(e->name, 1, args), "Korel:" + name + ":tooManyInputs");
@@ -47,7 +50,7 @@ TEST(Table, EveryFunctionRejectsTooManyInputsAndOutputs) {
     if (!unlimited_outputs.count(name)) {
       EXPECT_EQ(error_with(e->name, 4, {args[0]}), "Korel:" + name + ":tooManyOutputs");
     }
-  }
+  });
 }
 
 // Values of every kind, for calling every function with what it does not expect.
@@ -93,18 +96,16 @@ std::vector<Owned> assorted_values() {
 // a Korel error with an identifier of its own and a message, leaving no output.
 void expect_result_or_error(const char* name, int nlhs, std::vector<kxArray*> in) {
   std::vector<kxArray*> out(static_cast<std::size_t>(nlhs > 0 ? nlhs : 1), nullptr);
-  try {
-    lookup(name)(nlhs, out.data(), static_cast<int>(in.size()), in.data());
-  } catch (const kx::KorelError& e) {
-    EXPECT_EQ(e.identifier().rfind("Korel:", 0), 0u) << name << ": " << e.identifier();
-    EXPECT_FALSE(std::string(e.what()).empty()) << name;
+  if (!engine().CallKorelFunction(name, nlhs, out.data(), static_cast<int>(in.size()), in.data())) {
+    const krt::ErrorState& e = engine().GetErrorState();
+    EXPECT_EQ(e.identifier.rfind("Korel:", 0), 0u) << name << ": " << e.identifier;
+    EXPECT_FALSE(e.message.empty()) << name;
     for (kxArray* a : out) EXPECT_EQ(a, nullptr) << name;
     return;
   }
-  for (kxArray* a : out) {
-    EXPECT_NE(a, nullptr) << name << " with " << in.size() << " inputs";
-    kxDestroyArray(a);
-  }
+  for (int k = 0; k < nlhs; ++k)
+    EXPECT_NE(out[static_cast<std::size_t>(k)], nullptr) << name << " with " << in.size() << " inputs";
+  for (kxArray* a : out) kxDestroyArray(a);
 }
 
 TEST(Table, EveryFunctionCopesWithEveryKindOfValue) {
@@ -116,7 +117,8 @@ TEST(Table, EveryFunctionCopesWithEveryKindOfValue) {
     seed = seed * 6364136223846793005ULL + 1442695040888963407ULL;
     return pool[(seed >> 33) % pool.size()];
   };
-  for (const krtFunctionTableEntry* e = krt::library::kFunctions; e->name; ++e) {
+  for_each_function([&](const krt::lang::IntrinsicEntry& entry) {
+    const krt::lang::IntrinsicEntry* e = &entry;
     for (int nlhs = 0; nlhs <= 3; ++nlhs) expect_result_or_error(e->name, nlhs, {});
     for (kxArray* a : pool) {
       for (int nlhs = 0; nlhs <= 3; ++nlhs) expect_result_or_error(e->name, nlhs, {a});
@@ -126,7 +128,7 @@ TEST(Table, EveryFunctionCopesWithEveryKindOfValue) {
       expect_result_or_error(e->name, 1 + k % 2, {pick(), pick(), pick()});
       expect_result_or_error(e->name, 1, {pick(), pick(), pick(), pick()});
     }
-  }
+  });
 }
 
 TEST(Table, ErrorsAreRecordedAsTheLastError) {

@@ -16,13 +16,36 @@ namespace {
 struct ResolvedStep {
   Access::Kind kind;
   ValueList subs;
-  std::vector<const kxArray*> pointers;
   std::string field;
+
+  // The subscripts as arrays, for the array operations; made only when the fast paths,
+  // which read inline scalars, do not apply.
+  std::vector<const kxArray*> pointers() const {
+    std::vector<const kxArray*> out;
+    out.reserve(subs.size());
+    for (const Value& v : subs) out.push_back(v.get());
+    return out;
+  }
 };
 
 bool is_empty_double(const kxArray* a) {
   return a && a->cls == kxDOUBLE_CLASS && !a->sparse && a->dims.size() == 2 && a->dims[0] == 0 &&
          a->dims[1] == 0;
+}
+
+// A subscript that is a real double scalar, inline or not, as a number.
+bool index_number(const Value& v, double& out) {
+  if (v.is_number()) {
+    out = v.number_value();
+    return true;
+  }
+  return v.is_boxed() && v.class_id() == kxDOUBLE_CLASS && v.real_scalar(out);
+}
+
+// Whether a subscript names the place just past the end of vector `a`.
+bool is_next_position(const Value& subscript, const kxArray* a) {
+  double v;
+  return index_number(subscript, v) && v == double(kxGetNumberOfElements(a)) + 1;
 }
 
 // The zero-based linear position scalar subscripts name inside `a`, or -1 when they are
@@ -33,14 +56,14 @@ long long position_of(const kxArray* a, const ValueList& subs) {
   if (count == 0) return -1;
   long long position = 0, stride = 1;
   for (std::size_t j = 0; j < count; ++j) {
-    if (!subs[j].is_number()) return -1;
+    double v;
+    if (!index_number(subs[j], v)) return -1;
     kxSize extent = 1;
     if (j + 1 < count) {
       if (j < dims.size()) extent = dims[j];
     } else {
       for (std::size_t d = j; d < dims.size(); ++d) extent *= dims[d];
     }
-    double v = subs[j].number_value();
     if (!(v >= 1 && v <= static_cast<double>(extent)) || v != std::floor(v)) return -1;
     position += (static_cast<long long>(v) - 1) * stride;
     stride *= static_cast<long long>(extent);
@@ -71,7 +94,7 @@ const kxArray* select(const kxArray* current, const ResolvedStep& step, Value& h
       // A copy, kept only while the chain's code runs: the write that follows finds the
       // data unshared again.
       try {
-        holder = ops::index(current, step.pointers);
+        holder = ops::index(current, step.pointers());
       } catch (const kx::KorelError& e) {
         if (e.identifier() != "Korel:badsubscript") throw;  // growing: nothing there yet
         return nullptr;
@@ -101,8 +124,6 @@ std::vector<ResolvedStep> resolve(Frame& f, const Value& target, const std::vect
         end_target = empty.get();
       }
       eval_subscripts(f, step, end_target, r.subs);
-      r.pointers.reserve(r.subs.size());
-      for (const Value& v : r.subs) r.pointers.push_back(v.get());
     }
     if (k + 1 < steps.size()) {
       holders.emplace_back();
@@ -199,13 +220,13 @@ void write_paren(Frame& f, Value& target, std::vector<ResolvedStep>& steps, std:
   Value inner;
   if (target) {
     try {
-      inner = ops::index(target.get(), step.pointers);
+      inner = ops::index(target.get(), step.pointers());
     } catch (const kx::KorelError& e) {
       if (e.identifier() != "Korel:badsubscript") throw;  // growing: starts empty
     }
   }
   write(f, inner, steps, k + 1, std::move(rhs));
-  ops::assign_index(target, step.pointers, inner.get());
+  ops::assign_index(target, step.pointers(), inner.get());
 }
 
 void write_brace(Frame& f, Value& target, std::vector<ResolvedStep>& steps, std::size_t k, Value rhs) {
@@ -213,13 +234,12 @@ void write_brace(Frame& f, Value& target, std::vector<ResolvedStep>& steps, std:
   if (k + 1 == steps.size()) {
     // c{end+1} = v on a cell vector held alone: the cell grows in place.
     if (kxArray* a = target.boxed(); a && a->cls == kxCELL_CLASS && step.subs.size() == 1 &&
-                                    step.subs[0].is_number() &&
-                                    step.subs[0].number_value() == double(kxGetNumberOfElements(a)) + 1 &&
+                                    is_next_position(step.subs[0], a) &&
                                     kx::grow_vector(a, kxGetNumberOfElements(a) + 1)) {
       kxSetCell(a, kxGetNumberOfElements(a) - 1, rhs.release());
       return;
     }
-    return ops::assign_brace(target, step.pointers, rhs.get());
+    return ops::assign_brace(target, step.pointers(), rhs.get());
   }
   // c{i}... = v on a cell: in the element itself.
   if (kxArray* a = target.boxed(); a && a->cls == kxCELL_CLASS) {
@@ -232,7 +252,7 @@ void write_brace(Frame& f, Value& target, std::vector<ResolvedStep>& steps, std:
   Value inner;
   if (target && kxIsCell(target.get())) {
     try {
-      std::vector<Value> current = ops::brace_index(target.get(), step.pointers);
+      std::vector<Value> current = ops::brace_index(target.get(), step.pointers());
       if (current.size() == 1) inner = std::move(current[0]);
     } catch (const kx::KorelError& e) {
       if (e.identifier() != "Korel:badsubscript") throw;
@@ -240,7 +260,7 @@ void write_brace(Frame& f, Value& target, std::vector<ResolvedStep>& steps, std:
   }
   if (inner && is_empty_double(inner.get())) inner.reset();
   write(f, inner, steps, k + 1, std::move(rhs));
-  ops::assign_brace(target, step.pointers, inner.get());
+  ops::assign_brace(target, step.pointers(), inner.get());
 }
 
 void write(Frame& f, Value& target, std::vector<ResolvedStep>& steps, std::size_t k, Value rhs) {
@@ -282,10 +302,9 @@ void assign_elements(Frame& f, Value& target, ValueList& subs, Value rhs) {
   if (kxArray* a = target.boxed(); a && rhs.is_inline() && a->cls == rhs.inline_class() &&
                                   !a->sparse && !a->data->complex && !storage_is_shared(a)) {
     long long p = position_of(a, subs);
-    if (p < 0 && subs.size() == 1 && subs[0].is_number()) {
+    if (p < 0 && subs.size() == 1 && is_next_position(subs[0], a)) {
       const kxSize n = kxGetNumberOfElements(a);
-      if (subs[0].number_value() == double(n) + 1 && kx::grow_vector(a, n + 1))
-        p = static_cast<long long>(n);
+      if (kx::grow_vector(a, n + 1)) p = static_cast<long long>(n);
     }
     if (p >= 0) return store_scalar(kxGetData(a), static_cast<kxSize>(p), rhs);
   }
@@ -337,7 +356,6 @@ bool write_through_fields(Frame& f, Value& target, const std::vector<Step>& step
     ResolvedStep& last = resolved.back();
     last.kind = Access::Kind::Paren;
     last.subs = std::move(subs);
-    for (const Value& v : last.subs) last.pointers.push_back(v.get());
     write(f, target, resolved, 0, rhs.share());
     return true;
   }

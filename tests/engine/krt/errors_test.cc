@@ -78,7 +78,6 @@ TEST(Errors, ErrorTakesLiteralTextFormatsStructsAndKExceptions) {
        "before\nerror Top:level: Stopped here.\n"},
       {"error()", "error Korel:error:notEnoughInputs: Not enough input arguments.\n"},
       {"error(42)", "error Korel:error:badType: Expected text (a char row vector), not a 1x1 double.\n"},
-      {"error('Pkg:id', {1})", "error Korel:error:badType: Expected text (a char row vector), not a 1x1 cell.\n"},
       {"error(struct('message', 5))", "error Korel:error:badType: The message of an error must be text.\n"},
       {"error(KException('a:b', 'm'), 2)", "error Korel:error:tooManyInputs: Too many input arguments.\n"},
   };
@@ -96,8 +95,6 @@ TEST(Errors, ThrowStartsAStackRethrowKeepsIt) {
        "KException Old:style Old style\n"},
       {"throw(KException('U:c', 'Uncaught %d', 9))", "error U:c: Uncaught 9\n"},
       {"rethrow(5)",
-       "error Korel:rethrow:badType: rethrow needs a KException or an error struct with a message field.\n"},
-      {"rethrow('text')",
        "error Korel:rethrow:badType: rethrow needs a KException or an error struct with a message field.\n"},
       {"throw(struct('message', 'x'))", "error Korel:throw:badType: The argument of throw must be a KException.\n"},
   };
@@ -146,8 +143,6 @@ TEST(Errors, AssertRaisesUnlessItsScalarConditionHolds) {
       {"try, error_chain('assert'); catch e, fprintf('%s|%s|%d\\n', e.identifier, e.message, e.stack(1).line); end",
        "Chain:assert|Expected more.|27\n"},
       {"assert([1 1])",
-       "error Korel:assert:notLogicalScalar: The condition of assert must be a real logical or numeric scalar.\n"},
-      {"assert([])",
        "error Korel:assert:notLogicalScalar: The condition of assert must be a real logical or numeric scalar.\n"},
       {"assert('a')",
        "error Korel:assert:notLogicalScalar: The condition of assert must be a real logical or numeric scalar.\n"},
@@ -210,7 +205,6 @@ TEST(Errors, WarningsPrintSwitchAndRememberTheLastOne) {
       {"warning('off', 'a:b', 'c')", "error Korel:warning:tooManyInputs: Too many input arguments.\n"},
       {"warning(struct('identifier', 'all', 'state', 'maybe'))",
        "error Korel:warning:badState: A warning state is 'on' or 'off', not 'maybe'.\n"},
-      {"lastwarn(3)", "error Korel:lastwarn:badType: Expected text (a char row vector), not a 1x1 double.\n"},
   };
   for (const KorelCase& c : cases)
     EXPECT_EQ(run_with_warnings(c.source), c.expected) << "source:\n" << c.source;

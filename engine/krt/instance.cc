@@ -154,9 +154,7 @@ int Instance::print_error(const std::string& text) const {
 }
 
 void Instance::record(const kx::KorelError& e) {
-  std::vector<StackFrame> stack;
-  if (auto* with_stack = dynamic_cast<const Error*>(&e)) stack = with_stack->stack();
-  error.record(e.identifier(), e.what(), std::move(stack));
+  error.record(details_of(e, {}));
   kx::record_error(e.identifier(), e.what());
 }
 

@@ -28,6 +28,7 @@ class Instance final : public lang::Host {
   std::unique_ptr<krtSourceReader> reader;
   Dispatcher dispatcher;
   ErrorState error;
+  LastWarning last_warning;
   Figures figures;
   std::vector<std::string> java_class_path;  // dynamic entries, in order
   std::unordered_map<int, Value> globals;      // by symbol
@@ -44,6 +45,7 @@ class Instance final : public lang::Host {
   }
   Value& global(int symbol) override { return globals[symbol]; }
   void print_text(const std::string& text) override { print(text); }
+  void error_caught(const ErrorDetails& caught) override { error.record(caught); }
   uint64_t global_registrations = 0;  // host-made globals, which may name functions
   // The same without looking at globals.
   lang::Target resolve_unbound(int symbol);

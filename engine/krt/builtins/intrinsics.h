@@ -8,6 +8,7 @@ namespace krt::builtins {
 
 extern const lang::IntrinsicEntry kEvaluationFunctions[];
 extern const lang::IntrinsicEntry kErrorFunctions[];
+extern const lang::IntrinsicEntry kWarningFunctions[];
 extern const lang::IntrinsicEntry kOutputFunctions[];
 extern const lang::IntrinsicEntry kPathFunctions[];
 extern const lang::IntrinsicEntry kFigureFunctions[];
@@ -16,7 +17,8 @@ extern const lang::IntrinsicEntry kConstantFunctions[];
 
 inline constexpr lang::IntrinsicGroup kIntrinsicGroups[] = {
     {"Evaluation and calls", kEvaluationFunctions},
-    {"Errors and warnings", kErrorFunctions},
+    {"Errors", kErrorFunctions},
+    {"Warnings", kWarningFunctions},
     {"Output", kOutputFunctions},
     {"Files and the path", kPathFunctions},
     {"Figures", kFigureFunctions},

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "krt/array/value.h"
+#include "krt/error_state.h"
 #include "krt/lang/call.h"
 
 namespace krt::lang {
@@ -26,6 +27,9 @@ class Host {
 
   // Output of displayed results, through the instance's print handler.
   virtual void print_text(const std::string& text) = 0;
+
+  // An error a catch block handled: it is the last error all the same.
+  virtual void error_caught(const ErrorDetails& error) = 0;
 
  protected:
   ~Host() = default;

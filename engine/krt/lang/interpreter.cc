@@ -69,8 +69,10 @@ std::vector<StackFrame> Interpreter::stack() const {
 }
 
 void Interpreter::rethrow_with_stack(const kx::KorelError& error) {
-  if (auto* e = dynamic_cast<const Error*>(&error); e && !e->stack().empty()) throw *e;
-  throw Error(error.identifier(), error.what(), stack());
+  auto* e = dynamic_cast<const Error*>(&error);
+  if (e && !e->stack().empty()) throw *e;
+  throw Error(error.identifier(), error.what(), stack(),
+              e ? e->causes() : std::vector<ErrorDetails>{});
 }
 
 // ---- Calls ------------------------------------------------------------------------

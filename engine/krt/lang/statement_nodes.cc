@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "krt/array/operations.h"
+#include "krt/kexception.h"
 #include "krt/lang/assignment.h"
 #include "krt/lang/interpreter.h"
 #include "krt/lang/symbols.h"
@@ -217,25 +218,16 @@ Flow SwitchStatement::exec(Frame& f) const {
 }
 
 Flow TryStatement::exec(Frame& f) const {
-  std::string identifier, message;
-  std::vector<StackFrame> where;
+  ErrorDetails caught;
   try {
     return body.exec(f);
-  } catch (const Error& e) {
-    identifier = e.identifier(), message = e.what(), where = e.stack();
   } catch (const kx::KorelError& e) {
-    identifier = e.identifier(), message = e.what(), where = f.interpreter.stack();
+    caught = details_of(e, f.interpreter.stack());
   } catch (const std::bad_alloc&) {
-    identifier = "Korel:nomem", message = "Out of memory.", where = f.interpreter.stack();
+    caught = {"Korel:nomem", "Out of memory.", f.interpreter.stack(), {}};
   }
-  if (error_variable.symbol >= 0) {
-    const char* fields[] = {"message", "identifier", "stack"};
-    Value err = checked(kxCreateStructMatrix(1, 1, 3, fields));
-    kxSetField(err.get(), 0, "message", make_string(message).release());
-    kxSetField(err.get(), 0, "identifier", make_string(identifier).release());
-    kxSetField(err.get(), 0, "stack", checked(make_stack_array(where)).release());
-    store(f, error_variable, std::move(err));
-  }
+  f.interpreter.host().error_caught(caught);
+  if (error_variable.symbol >= 0) store(f, error_variable, make_kexception(caught));
   return handler.exec(f);
 }
 

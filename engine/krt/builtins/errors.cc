@@ -142,6 +142,13 @@ void warning(CallContext& c, int nargout, ValueList& out, ValueList& in) {
 }  // namespace
 
 const lang::IntrinsicEntry kErrorFunctions[] = {
-    {"error", error}, {"rethrow", rethrow}, {"warning", warning}, {nullptr, nullptr}};
+    {"error", error,
+     "Raises an error: error(MSG), error(ID, FORMAT, ...), or error(S) with S.identifier and "
+     "S.message; an empty message raises nothing."},
+    {"rethrow", rethrow, "Raises again an error caught by catch (its struct of identifier, message, stack)."},
+    {"warning", warning,
+     "Prints 'Warning: ' and a formatted message on the error output unless its identifier is off; "
+     "warning('on'|'off'|'query', ID) sets or reads a state (no lastwarn yet)."},
+    {nullptr, nullptr}};
 
 }  // namespace krt::builtins

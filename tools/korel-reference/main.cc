@@ -75,7 +75,12 @@ int main(int argc, char** argv) {
     return kUsage;
   }
   std::vector<ref::Area> areas = ref::builtin_areas();
-  for (ref::Area& area : ref::library_areas(toolbox)) areas.push_back(std::move(area));
+  try {
+    for (ref::Area& area : ref::library_areas(toolbox)) areas.push_back(std::move(area));
+  } catch (const fs::filesystem_error& e) {
+    std::fprintf(stderr, "korel-reference: cannot read the library: %s\n", e.what());
+    return kFailed;
+  }
   std::vector<std::string> problems = ref::problems(areas);
   for (const std::string& problem : problems)
     std::fprintf(stderr, "korel-reference: %s\n", problem.c_str());

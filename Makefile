@@ -4,7 +4,7 @@ ASAN_BUILD ?= build-asan
 JOBS ?= 2
 CMAKE_FLAGS ?=
 
-.PHONY: all deps build demo test test-asan test-tsan test-valgrind install bench fuzz clean
+.PHONY: all deps build demo test test-asan test-tsan test-valgrind install bench fuzz reference clean
 
 all: build
 
@@ -84,6 +84,12 @@ bench: deps
 	cmake -S . -B $(BUILD) -DKOREL_BUILD_BENCH=ON $(CMAKE_FLAGS)
 	cmake --build $(BUILD) -j$(JOBS)
 	bench/run-all $(BUILD) $(BENCH_FLAGS)
+
+# Rewrites the function list of docs/LANGUAGE.md from the engine's tables of built-ins
+# and the library's help lines; the suite fails while the list differs from them.
+reference: $(BUILD)/CMakeCache.txt
+	cmake --build $(BUILD) -j$(JOBS) --target korel-reference
+	$(BUILD)/tools/korel-reference/korel-reference toolbox/korel --update docs/LANGUAGE.md
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD) $(TSAN_BUILD) $(FUZZ_BUILD)

@@ -39,9 +39,16 @@ void eps(CallContext&, int, ValueList& out, ValueList& in) {
 
 }  // namespace
 
+// Scalars only: none of them takes a size yet.
 const lang::IntrinsicEntry kConstantFunctions[] = {
-    {"true", logical_constant<true>}, {"false", logical_constant<false>},
-    {"pi", pi},   {"Inf", inf}, {"inf", inf}, {"NaN", nan}, {"nan", nan}, {"eps", eps},
+    {"true", logical_constant<true>, "Logical 1, a scalar (true(M, N) is not supported yet)."},
+    {"false", logical_constant<false>, "Logical 0, a scalar (false(M, N) is not supported yet)."},
+    {"pi", pi, "The double nearest to pi; a scalar."},
+    {"Inf", inf, "Positive infinity; a scalar."},
+    {"inf", inf, "Positive infinity, as Inf."},
+    {"NaN", nan, "Not-a-number; a scalar."},
+    {"nan", nan, "Not-a-number, as NaN."},
+    {"eps", eps, "The spacing of doubles at 1 (2^-52); eps(X) is not supported."},
     {nullptr, nullptr}};
 
 }  // namespace krt::builtins

@@ -118,7 +118,18 @@ void which(CallContext& c, int nargout, ValueList& out, ValueList& in) {
 }  // namespace
 
 const lang::IntrinsicEntry kEvaluationFunctions[] = {
-    {"eval", eval},   {"feval", feval}, {"nargin", nargin}, {"nargout", nargout},
-    {"exist", exist}, {"which", which}, {nullptr, nullptr}};
+    {"eval", eval,
+     "Runs text in the caller's workspace; eval(TRY, CATCH) runs CATCH when TRY fails. "
+     "The text may not define functions."},
+    {"feval", feval, "Calls a function handle, or the function a text names, with the other arguments."},
+    {"nargin", nargin,
+     "In a function, how many inputs it was called with (nargin(F) of another function is not supported)."},
+    {"nargout", nargout,
+     "In a function, how many outputs its caller asked for (nargout(F) is not supported)."},
+    {"exist", exist,
+     "What a name is: 1 variable, 2 file, 3 native function file, 5 built-in, 7 directory, 0 "
+     "none; 'var', 'builtin', 'file' or 'dir' narrows the question."},
+    {"which", which, "Where a name resolves: variable, built-in or file path; printed, or as text."},
+    {nullptr, nullptr}};
 
 }  // namespace krt::builtins

@@ -157,10 +157,16 @@ void findobj(CallContext& c, int, ValueList& out, ValueList& in) {
 
 }  // namespace
 
-const lang::IntrinsicEntry kFigureFunctions[] = {{"figure", figure},
-                                                 {"close", close},
-                                                 {"allchild", allchild},
-                                                 {"findobj", findobj},
-                                                 {nullptr, nullptr}};
+// Figures are recorded, never drawn: there are no axes or plotting functions.
+const lang::IntrinsicEntry kFigureFunctions[] = {
+    {"figure", figure,
+     "Opens a figure, or makes figure N current, and gives its handle; only 'Visible' of its "
+     "properties is kept. Nothing is drawn."},
+    {"close", close, "Closes the current figure, the figures of some handles, or 'all'."},
+    {"allchild", allchild, "allchild(0): the handles of the open figures, the most recent first."},
+    {"findobj", findobj,
+     "Handles of the root (0) and figures whose 'Type' and 'Visible' match; 'flat' leaves out "
+     "the figures under the root."},
+    {nullptr, nullptr}};
 
 }  // namespace krt::builtins

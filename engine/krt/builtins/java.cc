@@ -61,6 +61,11 @@ void javaclasspath(CallContext& c, int nargout, ValueList& out, ValueList& in) {
 }  // namespace
 
 const lang::IntrinsicEntry kJavaFunctions[] = {
-    {"javaaddpath", javaaddpath}, {"javaclasspath", javaclasspath}, {nullptr, nullptr}};
+    {"javaaddpath", javaaddpath,
+     "Adds entries to the dynamic Java class path ('-end': at its end). The path is only kept: "
+     "no Java code runs."},
+    {"javaclasspath", javaclasspath,
+     "The dynamic Java class path, printed or as a cell; javaclasspath(LIST) replaces it."},
+    {nullptr, nullptr}};
 
 }  // namespace krt::builtins

@@ -51,6 +51,12 @@ void fprintf(CallContext& c, int nargout, ValueList& out, ValueList& in) {
 }  // namespace
 
 const lang::IntrinsicEntry kOutputFunctions[] = {
-    {"disp", disp}, {"fprintf", fprintf}, {nullptr, nullptr}};
+    {"disp", disp,
+     "Prints a value without its name: text as it is, other values as the display shows them; "
+     "nothing for an empty array."},
+    {"fprintf", fprintf,
+     "Formats data to the output, or to file 1 (output) or 2 (error output) only; the format "
+     "repeats over the data, and output stops at the first conversion without data."},
+    {nullptr, nullptr}};
 
 }  // namespace krt::builtins

@@ -101,7 +101,16 @@ void isdeployed(CallContext& c, int, ValueList& out, ValueList& in) {
 }  // namespace
 
 const lang::IntrinsicEntry kPathFunctions[] = {
-    {"addpath", addpath}, {"rmpath", rmpath}, {"path", path},     {"cd", cd},
-    {"pwd", pwd},         {"isdeployed", isdeployed}, {nullptr, nullptr}};
+    {"addpath", addpath,
+     "Puts directories at the front of the search path ('-end': at its end); warns for one that "
+     "does not exist."},
+    {"rmpath", rmpath, "Takes directories off the search path; warns for one not on it."},
+    {"path", path, "The search path, printed a directory a line or given joined by ':' (it cannot set it)."},
+    {"cd", cd,
+     "cd(DIR) changes the current directory; cd alone prints it; an output gets the directory "
+     "before the change."},
+    {"pwd", pwd, "The current directory."},
+    {"isdeployed", isdeployed, "True when running in a compiled component."},
+    {nullptr, nullptr}};
 
 }  // namespace krt::builtins

@@ -29,14 +29,16 @@ def key_of(run_name):
 
 
 class Result:
-    def __init__(self, seconds, bytes_per_second):
+    def __init__(self, seconds, bytes_per_second, goal=None):
         self.seconds = seconds
         self.bytes_per_second = bytes_per_second
+        self.goal = goal  # the most ratio the benchmark sets for its row, if any
 
 
 def load(directory):
-    """{program: {benchmark key: Result}} and {program: JSON context}."""
-    results, contexts = {}, {}
+    """{program: {benchmark key: Result}}, {program: JSON context} and
+    {(program, benchmark key): error message} of the benchmarks that failed."""
+    results, contexts, failures = {}, {}, {}
     for name in sorted(os.listdir(directory)):
         if not name.endswith(".json"):
             continue
@@ -50,10 +52,13 @@ def load(directory):
         contexts[program] = data.get("context", {})
         medians, iterations = {}, {}
         for run in data.get("benchmarks", []):
-            # Failed runs, and the complexity fits (BigO, RMS), which carry no time.
-            if run.get("error_occurred") or "real_time" not in run:
-                continue
             key = key_of(run.get("run_name", run["name"]))
+            if run.get("error_occurred"):
+                failures[(program, key)] = run.get("error_message", "failed")
+                continue
+            # The complexity fits (BigO, RMS), which carry no time.
+            if "real_time" not in run:
+                continue
             seconds = run["real_time"] * UNIT_SECONDS[run.get("time_unit", "ns")]
             rate = run.get("bytes_per_second")
             # Google Benchmark divides by processor time unless the benchmark uses real
@@ -61,7 +66,7 @@ def load(directory):
             uses_real_time = "real_time" in run.get("run_name", run["name"]).split("/")
             if rate and not uses_real_time and run["real_time"] > 0:
                 rate *= run["cpu_time"] / run["real_time"]
-            result = Result(seconds, rate)
+            result = Result(seconds, rate, run.get("goal"))
             if run.get("run_type") == "aggregate":
                 if run.get("aggregate_name") == "median":
                     medians[key] = result
@@ -73,10 +78,11 @@ def load(directory):
             runs.sort(key=lambda r: r.seconds)
             table[key] = runs[(len(runs) - 1) // 2] if len(runs) % 2 else Result(
                 statistics.median(r.seconds for r in runs),
-                statistics.median(r.bytes_per_second for r in runs) if runs[0].bytes_per_second else None)
+                statistics.median(r.bytes_per_second for r in runs) if runs[0].bytes_per_second else None,
+                runs[0].goal)
         table.update(medians)
         results[program] = table
-    return results, contexts
+    return results, contexts, failures
 
 
 # (section title, [(what, (program, benchmark), anchor label, (program, benchmark), scale)])
@@ -114,6 +120,32 @@ ROWS = [
          "direct C call", ("bench_engine", "BM_DirectCall"), 1),
         ("evaluator, one `s = s + 1` loop step", ("bench_engine", "BM_ScalarAdditionLoop", 1e6),
          "direct C call", ("bench_engine", "BM_DirectCall"), 1),
+    ]),
+    ("Korel interpreter against CPython 3.11 (/usr/bin/python3), kernel time only", [
+        ("s = s + k^2, 10^6 steps", ("bench_interpreter", "Korel/sum_of_squares/1000000"),
+         "CPython, same loop", ("bench_interpreter", "CPython/sum_of_squares/1000000"), 1),
+        ("while, if/elseif chain, 10^6 steps", ("bench_interpreter", "Korel/branch_chain/1000000"),
+         "CPython, same loop", ("bench_interpreter", "CPython/branch_chain/1000000"), 1),
+        ("recursive fib(25)", ("bench_interpreter", "Korel/fib/25"),
+         "CPython, same function", ("bench_interpreter", "CPython/fib/25"), 1),
+        ("a(i) = a(i-1) + b(i), 10^6", ("bench_interpreter", "Korel/running_sum/1000000"),
+         "CPython, lists", ("bench_interpreter", "CPython/running_sum/1000000"), 1),
+        ("A(i,j) = i*j, 500x500 loops", ("bench_interpreter", "Korel/fill_matrix/500"),
+         "CPython, list of lists", ("bench_interpreter", "CPython/fill_matrix/500"), 1),
+        ("s.x(i) = i, 10^5 steps", ("bench_interpreter", "Korel/struct_field/100000"),
+         "CPython, d['x'][i] = i", ("bench_interpreter", "CPython/struct_field/100000"), 1),
+        ("s.x(i) = i, 2*10^5 steps", ("bench_interpreter", "Korel/struct_field/200000"),
+         "Korel, 10^5 steps", ("bench_interpreter", "Korel/struct_field/100000"), 1),
+        ("c{end+1} = i, 10^5 steps", ("bench_interpreter", "Korel/cell_append/100000"),
+         "CPython, append", ("bench_interpreter", "CPython/cell_append/100000"), 1),
+        ("c{end+1} = i, 2*10^5 steps", ("bench_interpreter", "Korel/cell_append/200000"),
+         "Korel, 10^5 steps", ("bench_interpreter", "Korel/cell_append/100000"), 1),
+        ("v(end+1) = i, 10^5 steps", ("bench_interpreter", "Korel/vector_append/100000"),
+         "CPython, append", ("bench_interpreter", "CPython/vector_append/100000"), 1),
+        ("v(end+1) = i, 2*10^5 steps", ("bench_interpreter", "Korel/vector_append/200000"),
+         "Korel, 10^5 steps", ("bench_interpreter", "Korel/vector_append/100000"), 1),
+        ("t = [t sprintf('%d,', i)], 10^4", ("bench_interpreter", "Korel/string_building/10000"),
+         "CPython, t = t + '%d,' % i", ("bench_interpreter", "CPython/string_building/10000"), 1),
     ]),
     ("KAR extraction (about 2,000 files, 100 MB)", [
         ("in process", ("bench_kar", "BM_KarExtract_InProcess"),
@@ -190,8 +222,19 @@ def format_ratio(ratio):
     return f"{ratio:.1f}x" if ratio < 100 else f"{ratio:.0f}x"
 
 
-def table_rows(results):
-    """[(section, [[what, time, anchor, anchor time, ratio, throughput]])]"""
+def goal_text(row, anchor_seconds, failure):
+    """Whether a row meets the goal its benchmark set for its ratio; a failed benchmark's message."""
+    if failure:
+        return failure
+    if not row or row.goal is None:
+        return ""
+    if not anchor_seconds:
+        return f"<= {row.goal:g}x: n/a"
+    return f"<= {row.goal:g}x: " + ("met" if row.seconds / anchor_seconds <= row.goal else "not met")
+
+
+def table_rows(results, failures):
+    """[(section, [[what, time, anchor, anchor time, ratio, throughput, goal]])]"""
     out = []
     for title, rows in ROWS:
         lines = []
@@ -205,12 +248,13 @@ def table_rows(results):
                 if anchor and anchor.bytes_per_second and scale == 1:
                     rate += f" vs {format_rate(anchor.bytes_per_second)}"
             lines.append([what, format_time(row.seconds) if row else "n/a", anchor_label,
-                          format_time(anchor_seconds) if anchor_seconds else "n/a", ratio, rate])
+                          format_time(anchor_seconds) if anchor_seconds else "n/a", ratio, rate,
+                          goal_text(row, anchor_seconds, failures.get(ref[:2]))])
         out.append((title, lines))
     return out
 
 
-HEADER = ["measured", "time", "anchor", "anchor time", "ratio", "throughput"]
+HEADER = ["measured", "time", "anchor", "anchor time", "ratio", "throughput", "goal"]
 RIGHT = {1, 3, 4}
 
 
@@ -265,11 +309,11 @@ def main():
     parser.add_argument("--markdown-out", metavar="FILE", help="also write the Markdown table to FILE")
     args = parser.parse_args()
 
-    results, contexts = load(args.results)
+    results, contexts, failures = load(args.results)
     if not results:
         print(f"report: no benchmark results in {args.results}", file=sys.stderr)
         return 1
-    sections = table_rows(results)
+    sections = table_rows(results, failures)
     note = "ratio = time / anchor time (below 1: faster than the anchor); medians where repeated."
     where = conditions(contexts)
     if args.markdown:

@@ -54,7 +54,9 @@ KOREL_BUILTIN(cell);
 KOREL_BUILTIN(true_);
 KOREL_BUILTIN(false_);
 KOREL_BUILTIN(inf);
+KOREL_BUILTIN(inf_lower);
 KOREL_BUILTIN(nan);
+KOREL_BUILTIN(nan_lower);
 KOREL_BUILTIN(struct_);
 KOREL_BUILTIN(fieldnames);
 

@@ -167,17 +167,22 @@ void false_(lang::CallContext& context, int nargout, lang::ValueList& outputs, l
       [](Call& call) { logical_array(call, false); });
 }
 
-void inf(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
-  run("Inf", {0, kUnlimited, 1}, context, nargout, outputs, inputs, [](Call& call) {
-    call.set_output(0, filled_array(call, std::numeric_limits<Wide>::infinity(), false));
+// Inf(...) and NaN(...), also spelt inf and nan; `kName` is the spelling called.
+template <const char* kName, bool kNotANumber>
+void non_finite(lang::CallContext& context, int nargout, lang::ValueList& outputs,
+                lang::ValueList& inputs) {
+  run(kName, {0, kUnlimited, 1}, context, nargout, outputs, inputs, [](Call& call) {
+    const Wide value = kNotANumber ? std::numeric_limits<Wide>::quiet_NaN()
+                                   : std::numeric_limits<Wide>::infinity();
+    call.set_output(0, filled_array(call, value, false));
   });
 }
 
-void nan(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
-  run("NaN", {0, kUnlimited, 1}, context, nargout, outputs, inputs, [](Call& call) {
-    call.set_output(0, filled_array(call, std::numeric_limits<Wide>::quiet_NaN(), false));
-  });
-}
+constexpr char kInf[] = "Inf", kInfLower[] = "inf", kNaN[] = "NaN", kNaNLower[] = "nan";
+void inf(lang::CallContext& c, int n, lang::ValueList& o, lang::ValueList& i) { non_finite<kInf, false>(c, n, o, i); }
+void inf_lower(lang::CallContext& c, int n, lang::ValueList& o, lang::ValueList& i) { non_finite<kInfLower, false>(c, n, o, i); }
+void nan(lang::CallContext& c, int n, lang::ValueList& o, lang::ValueList& i) { non_finite<kNaN, true>(c, n, o, i); }
+void nan_lower(lang::CallContext& c, int n, lang::ValueList& o, lang::ValueList& i) { non_finite<kNaNLower, true>(c, n, o, i); }
 
 // cell(...): a cell array of empty places; no arguments give a 0-by-0 cell.
 void cell(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {

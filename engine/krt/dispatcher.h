@@ -47,6 +47,11 @@ class Dispatcher {
 
   // Loads a Korel file (cached until the file changes).
   std::shared_ptr<const lang::LoadedProgram> load_program(const std::string& file);
+  // Every file loaded so far.
+  template <class Visit>
+  void for_each_program(Visit&& visit) const {
+    for (const auto& [file, cached] : programs_) visit(*cached.program);
+  }
 
  private:
   std::string absolute(const std::string& dir) const;

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -32,6 +33,7 @@ class Instance final : public lang::Host {
   Figures figures;
   std::vector<std::string> java_class_path;  // dynamic entries, in order
   std::unordered_map<int, Value> globals;      // by symbol
+  std::optional<uint64_t> stopwatch;           // what the last tic without output started
   bool detached = false;
   lang::Interpreter interpreter;  // last: it refers to the members above
 

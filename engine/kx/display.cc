@@ -39,7 +39,7 @@
 //   - a dense numeric or logical scalar: its value as above ("3.1416", "1 + 2i");
 //   - a 1xN char array of at most 20 code units, none a control character: 'text'
 //     (1x0 and 0x0 give '');
-//   - a function handle: @name;
+//   - a function handle: @name, or an anonymous function's text;
 //   - anything else: size and class, "2x2 double", "3x3 sparse double", "2x2 logical",
 //     "1x1 struct", "1x1 Point" (an object's class), "1x2 cell".
 //   As a struct field, size and class are in brackets, "[2x2 double]", or in braces for
@@ -58,7 +58,7 @@
 //   fields.\n".
 // Object. As a struct, with "Point object" (its class name) for "struct" and
 //   "properties" for "fields": "  Point object with properties:\n\n    x: 1\n".
-// Function handle: "@name". Opaque: "<opaque Type, 16 bytes>" ("1 byte" for one).
+// Function handle: "@name"; an anonymous function as written ("@(x) x + 1"). Opaque: "<opaque Type, 16 bytes>" ("1 byte" for one).
 //   Anything else (classes 0 and 5, empty handle or opaque arrays): "<class 0x0>".
 #include <algorithm>
 #include <charconv>
@@ -87,6 +87,12 @@ constexpr std::size_t kElementChars = 2 * kNumberChars + 8;
 
 // Summaries show a char row inline up to this many code units.
 constexpr std::size_t kInlineTextUnits = 20;
+
+// "@name" for a handle by name; an anonymous function's name is its text, "@" included.
+std::string handle_text(const kxArray* handle) {
+  const char* name = kxGetFunctionName(handle);
+  return name[0] == '@' ? std::string(name) : std::string("@") + name;
+}
 
 std::string dims_text(const kxArray* a) {
   std::string out;
@@ -412,7 +418,7 @@ Summary summarize(const kxArray* e) {
                                                             : inline_text(e)))
     return {Summary::kText, "'" + char_text(kxGetChars(e), dims[1], 1) + "'"};
   if (cls == kxFUNCTION_CLASS && kxGetFunctionName(e))
-    return {Summary::kText, std::string("@") + kxGetFunctionName(e)};
+    return {Summary::kText, handle_text(e)};
   std::string text = dims_text(e) + ' ';
   if (sparse) text += "sparse ";
   const char* object_class = kxGetObjectClassName(e);
@@ -534,7 +540,7 @@ std::string display_text(const kxArray* a, const char* name) {
   } else if (cls == kxSTRUCT_CLASS || cls == kxOBJECT_CLASS) {
     struct_display(out, a, name);
   } else if (cls == kxFUNCTION_CLASS && kxGetFunctionName(a)) {
-    line(out, name, std::string("@") + kxGetFunctionName(a));
+    line(out, name, handle_text(a));
   } else if (cls == kxOPAQUE_CLASS && kxGetNumberOfElements(a) == 1) {
     std::size_t size = 0;
     kxGetOpaqueData(a, &size);

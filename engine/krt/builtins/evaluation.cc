@@ -1,5 +1,9 @@
-// eval, feval, nargin, nargout, exist, which.
+// eval, feval, nargin, nargout, narginchk, nargoutchk, isvarname, exist, which.
+#include <cctype>
+#include <cmath>
+
 #include "krt/builtins/arguments.h"
+#include "krt/builtins/handles.h"
 #include "krt/builtins/intrinsics.h"
 #include "krt/function_registry.h"
 #include "krt/instance_impl.h"
@@ -31,19 +35,15 @@ void eval(CallContext& c, int nargout, ValueList& out, ValueList& in) {
 
 void feval(CallContext& c, int nargout, ValueList& out, ValueList& in) {
   check_inputs(in, 1, SIZE_MAX, "feval");
-  Value function = std::move(in.front());
+  Value function = callable(in.front(), "feval");
   in.erase(in.begin());
-  if (kxIsFunctionHandle(function.get()))
-    return c.interpreter.call_handle(function.get(), c.caller, nargout, out, in);
-  ValueList name_only;
-  name_only.push_back(std::move(function));
-  std::string name = text_argument(name_only, 0, "feval");
-  c.interpreter.call_named(lang::intern(name), c.caller, nargout, out, in);
+  c.interpreter.call_handle(function.get(), c.caller, nargout, out, in);
 }
 
 void count_of(CallContext& c, ValueList& out, ValueList& in, bool inputs) {
   const char* name = inputs ? "nargin" : "nargout";
-  check_inputs(in, 0, 0, name);
+  check_inputs(in, 0, 1, name);
+  if (!in.empty()) return out.push_back(make_double(declared_count(c, in[0], inputs, name)));
   if (!c.caller.function)
     kx::raise(std::string("Korel:") + name + ":notInFunction",
               std::string("'") + name + "' is only valid inside a function.");
@@ -52,6 +52,65 @@ void count_of(CallContext& c, ValueList& out, ValueList& in, bool inputs) {
 
 void nargin(CallContext& c, int, ValueList& out, ValueList& in) { count_of(c, out, in, true); }
 void nargout(CallContext& c, int, ValueList& out, ValueList& in) { count_of(c, out, in, false); }
+
+// A bound of narginchk or nargoutchk: a whole number, Inf allowed.
+double bound(const ValueList& in, std::size_t k, const char* function) {
+  double v = 0;
+  const kxArray* a = in[k].get();
+  if (!kxIsNumeric(a) || kxGetNumberOfElements(a) != 1 || kxIsComplex(a) ||
+      std::isnan(v = kxGetScalar(a)) || (std::isfinite(v) && v != std::floor(v)))
+    kx::raise(std::string("Korel:") + function + ":badBound",
+              std::string("The bounds given to ") + function + " must be whole numbers.");
+  return v;
+}
+
+// Raises the caller's own argument error when its count of inputs (outputs) is outside
+// [min, max].
+void count_check(CallContext& c, ValueList& in, bool inputs) {
+  const char* name = inputs ? "narginchk" : "nargoutchk";
+  check_inputs(in, 2, 2, name);
+  const double low = bound(in, 0, name), high = bound(in, 1, name);
+  if (!c.caller.function)
+    kx::raise(std::string("Korel:") + name + ":notInFunction",
+              std::string("'") + name + "' is only valid inside a function.");
+  const int count = inputs ? c.caller.nargin : c.caller.nargout;
+  const char* what = inputs ? "input" : "output";
+  if (count < low)
+    kx::raise(std::string("Korel:") + name + ":notEnough" + (inputs ? "Inputs" : "Outputs"),
+              std::string("Not enough ") + what + " arguments.");
+  if (count > high)
+    kx::raise(std::string("Korel:") + name + ":tooMany" + (inputs ? "Inputs" : "Outputs"),
+              std::string("Too many ") + what + " arguments.");
+}
+
+void narginchk(CallContext& c, int nargout, ValueList&, ValueList& in) {
+  check_outputs(nargout, 0, "narginchk");
+  count_check(c, in, true);
+}
+
+void nargoutchk(CallContext& c, int nargout, ValueList&, ValueList& in) {
+  check_outputs(nargout, 0, "nargoutchk");
+  count_check(c, in, false);
+}
+
+// Whether a text can name a variable: a letter, then letters, digits and underscores,
+// at most 63, and not a keyword.
+void isvarname(CallContext&, int, ValueList& out, ValueList& in) {
+  check_inputs(in, 1, 1, "isvarname");
+  static const char* const kKeywords[] = {
+      "break", "case",   "catch",    "classdef",   "continue", "else",
+      "elseif", "end",   "for",      "function",   "global",   "if",
+      "otherwise", "parfor", "persistent", "return", "spmd",   "switch",
+      "try",   "while"};
+  bool valid = false;
+  if (is_text(in[0].get()) && !kxIsEmpty(in[0].get())) {
+    std::string name = text_argument(in, 0, "isvarname");
+    valid = name.size() <= 63 && std::isalpha(static_cast<unsigned char>(name[0]));
+    for (char ch : name) valid = valid && (std::isalnum(static_cast<unsigned char>(ch)) || ch == '_');
+    for (const char* keyword : kKeywords) valid = valid && name != keyword;
+  }
+  out.push_back(make_logical(valid));
+}
 
 // What a name is, by the codes exist() reports: 1 variable, 2 file, 3 native function,
 // 5 built-in, 7 directory, 0 nothing.
@@ -118,18 +177,20 @@ void which(CallContext& c, int nargout, ValueList& out, ValueList& in) {
 }  // namespace
 
 const lang::IntrinsicEntry kEvaluationFunctions[] = {
-    {"eval", eval,
-     "Runs text in the caller's workspace; eval(TRY, CATCH) runs CATCH when TRY fails. "
-     "The text may not define functions."},
-    {"feval", feval, "Calls a function handle, or the function a text names, with the other arguments."},
+    {"eval", eval, "Runs text as Korel statements; eval(try, catch) runs catch when try fails."},
+    {"feval", feval, "Calls a function given by handle or by name with the remaining arguments."},
     {"nargin", nargin,
-     "In a function, how many inputs it was called with (nargin(F) of another function is not supported)."},
+     "Inputs the calling function received; nargin(f) the inputs f declares (-(n+1) with varargin)."},
     {"nargout", nargout,
-     "In a function, how many outputs its caller asked for (nargout(F) is not supported)."},
+     "Outputs the caller asked for; nargout(f) the outputs f declares (-(n+1) with varargout)."},
+    {"narginchk", narginchk,
+     "Raises the caller's 'Not enough/Too many input arguments.' outside [min, max]."},
+    {"nargoutchk", nargoutchk,
+     "Raises the caller's 'Not enough/Too many output arguments.' outside [min, max]."},
+    {"isvarname", isvarname, "True for text that can name a variable (and is not a keyword)."},
     {"exist", exist,
-     "What a name is: 1 variable, 2 file, 3 native function file, 5 built-in, 7 directory, 0 "
-     "none; 'var', 'builtin', 'file' or 'dir' narrows the question."},
-    {"which", which, "Where a name resolves: variable, built-in or file path; printed, or as text."},
+     "What a name is: 1 variable, 2 file, 3 native function, 5 built-in, 7 directory, 0 nothing."},
+    {"which", which, "Where a function comes from: its file, 'built-in', or a variable."},
     {nullptr, nullptr}};
 
 }  // namespace krt::builtins

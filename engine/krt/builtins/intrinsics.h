@@ -1,5 +1,6 @@
-// Built-ins that need the engine: evaluation, files and path, output, warnings and
-// errors, figures, Java class path. Each group is a table ended by a null name.
+// Built-ins that need the engine: evaluation, function handles and applying them,
+// timing, session commands, files and path, output, warnings and errors, figures, Java
+// class path. Each group is a table ended by a null name.
 #pragma once
 
 #include "krt/lang/call.h"
@@ -14,9 +15,17 @@ extern const lang::IntrinsicEntry kPathFunctions[];
 extern const lang::IntrinsicEntry kFigureFunctions[];
 extern const lang::IntrinsicEntry kJavaFunctions[];
 extern const lang::IntrinsicEntry kConstantFunctions[];
+extern const lang::IntrinsicEntry kHandleFunctions[];
+extern const lang::IntrinsicEntry kApplyFunctions[];
+extern const lang::IntrinsicEntry kTimingFunctions[];
+extern const lang::IntrinsicEntry kCommandFunctions[];
 
 inline constexpr lang::IntrinsicGroup kIntrinsicGroups[] = {
     {"Evaluation and calls", kEvaluationFunctions},
+    {"Function handles", kHandleFunctions},
+    {"Applying functions", kApplyFunctions},
+    {"Timing", kTimingFunctions},
+    {"Session commands", kCommandFunctions},
     {"Errors", kErrorFunctions},
     {"Warnings", kWarningFunctions},
     {"Output", kOutputFunctions},

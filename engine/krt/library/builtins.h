@@ -51,6 +51,12 @@ KOREL_BUILTIN(strtrim);
 KOREL_BUILTIN(zeros);
 KOREL_BUILTIN(ones);
 KOREL_BUILTIN(cell);
+KOREL_BUILTIN(true_);
+KOREL_BUILTIN(false_);
+KOREL_BUILTIN(inf);
+KOREL_BUILTIN(inf_lower);
+KOREL_BUILTIN(nan);
+KOREL_BUILTIN(nan_lower);
 KOREL_BUILTIN(struct_);
 KOREL_BUILTIN(fieldnames);
 

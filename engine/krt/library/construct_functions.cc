@@ -1,6 +1,7 @@
-// Making arrays: zeros ones cell struct fieldnames.
+// Making arrays: zeros ones true false Inf NaN cell struct fieldnames.
 #include <algorithm>
 #include <cctype>
+#include <limits>
 #include <cmath>
 #include <cstring>
 #include <set>
@@ -62,11 +63,16 @@ kxClassID class_argument(const Call& call, int k) {
                             " can make (double, single, an integer class or logical).");
 }
 
-// zeros(...) and ones(...): sizes, then optionally a class name.
-Value filled_array(const Call& call, Wide value) {
+// zeros(...) and ones(...): sizes, then optionally a class name (`classes` those allowed).
+Value filled_array(const Call& call, Wide value, bool any_class = true) {
   int count = call.input_count();
   kxClassID cls = kxDOUBLE_CLASS;
-  if (count > 0 && kxIsChar(call.input(count - 1))) cls = class_argument(call, --count);
+  if (count > 0 && kxIsChar(call.input(count - 1))) {
+    cls = class_argument(call, --count);
+    if (!any_class && !is_float_class(cls))
+      call.fail("badClass", std::string(call.name()) + " makes double or single arrays, not " +
+                                kxGetClassNameFromID(cls) + ".");
+  }
   Shape dims = size_arguments(call, count, {1, 1});
   ensure_fits(call, dims, element_size(cls));
   Value out = make_numeric(cls, dims);
@@ -133,6 +139,16 @@ Value struct_from_pairs(const Call& call) {
   return s;
 }
 
+// true(...) and false(...): logical arrays; a scalar without arguments.
+void logical_array(Call& call, bool value) {
+  if (call.input_count() == 0) return call.set_output(0, make_logical(value));
+  Shape dims = size_arguments(call, call.input_count(), {1, 1});
+  ensure_fits(call, dims, sizeof(kxLogical));
+  Value out = make_numeric(kxLOGICAL_CLASS, dims);
+  if (value) std::fill_n(kxGetLogicals(out.get()), element_count(dims), kxLogical{1});
+  call.set_output(0, std::move(out));
+}
+
 }  // namespace
 
 void zeros(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
@@ -144,6 +160,33 @@ void ones(lang::CallContext& context, int nargout, lang::ValueList& outputs, lan
   run("ones", {0, kUnlimited, 1}, context, nargout, outputs, inputs,
       [](Call& call) { call.set_output(0, filled_array(call, 1)); });
 }
+
+void true_(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("true", {0, kUnlimited, 1}, context, nargout, outputs, inputs,
+      [](Call& call) { logical_array(call, true); });
+}
+
+void false_(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("false", {0, kUnlimited, 1}, context, nargout, outputs, inputs,
+      [](Call& call) { logical_array(call, false); });
+}
+
+// Inf(...) and NaN(...), also spelt inf and nan; `kName` is the spelling called.
+template <const char* kName, bool kNotANumber>
+void non_finite(lang::CallContext& context, int nargout, lang::ValueList& outputs,
+                lang::ValueList& inputs) {
+  run(kName, {0, kUnlimited, 1}, context, nargout, outputs, inputs, [](Call& call) {
+    const Wide value = kNotANumber ? std::numeric_limits<Wide>::quiet_NaN()
+                                   : std::numeric_limits<Wide>::infinity();
+    call.set_output(0, filled_array(call, value, false));
+  });
+}
+
+constexpr char kInf[] = "Inf", kInfLower[] = "inf", kNaN[] = "NaN", kNaNLower[] = "nan";
+void inf(lang::CallContext& c, int n, lang::ValueList& o, lang::ValueList& i) { non_finite<kInf, false>(c, n, o, i); }
+void inf_lower(lang::CallContext& c, int n, lang::ValueList& o, lang::ValueList& i) { non_finite<kInfLower, false>(c, n, o, i); }
+void nan(lang::CallContext& c, int n, lang::ValueList& o, lang::ValueList& i) { non_finite<kNaN, true>(c, n, o, i); }
+void nan_lower(lang::CallContext& c, int n, lang::ValueList& o, lang::ValueList& i) { non_finite<kNaNLower, true>(c, n, o, i); }
 
 // cell(...): a cell array of empty places; no arguments give a 0-by-0 cell.
 void cell(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {

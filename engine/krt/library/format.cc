@@ -4,7 +4,8 @@
 // precision (either may be * to take it from the data), and the length modifiers l and h
 // (accepted and ignored). Elements are taken from the arguments in order; the format is
 // applied again while elements remain, and output stops at the first conversion that
-// finds no element left (a format without conversions is printed once).
+// finds no element left. Without any element (no data, or only empty arrays) the format
+// is printed once with every conversion empty.
 //
 // How elements meet conversions:
 //   - an integer conversion (d i u o x X) given a value it cannot print as an integer
@@ -368,6 +369,11 @@ std::string format(std::string_view format, std::span<const kxArray* const> args
   bool has_conversion = pieces.size() > 1;
   ArgumentStream data(args);
   std::string out;
+  if (data.empty()) {
+    // No data at all: the format's text is printed once, its conversions empty.
+    for (const Piece& piece : pieces) out += piece.literal;
+    return out;
+  }
   do {
     for (const Piece& piece : pieces) {
       out += piece.literal;

@@ -49,6 +49,12 @@ const lang::IntrinsicEntry kTextFunctions[] = {
 const lang::IntrinsicEntry kConstruction[] = {
     {"zeros", b::zeros, "An array of zeros of the given size and class."},
     {"ones", b::ones, "An array of ones of the given size and class."},
+    {"true", b::true_, "Logical true, or an array of it: true(n), true(m, n, ...), true([m n])."},
+    {"false", b::false_, "Logical false, or an array of it: false(n), false(m, n, ...), false([m n])."},
+    {"Inf", b::inf, "Infinity, or an array of it of the given size; 'double' or 'single'."},
+    {"inf", b::inf_lower, "The same as Inf."},
+    {"NaN", b::nan, "Not-a-number, or an array of it of the given size; 'double' or 'single'."},
+    {"nan", b::nan_lower, "The same as NaN."},
     {"cell", b::cell, "A cell array of empty elements of the given size."},
     {"struct", b::struct_, "A struct from field names and values (a cell value makes an array)."},
     {"fieldnames", b::fieldnames, "The field names of a struct as a column cell."},

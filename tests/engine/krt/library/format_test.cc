@@ -48,10 +48,11 @@ TEST(Sprintf, FormatIsReusedWhileDataRemains) {
   EXPECT_EQ(printed("(%d)", empty(), num(4), empty()), "(4)");
 }
 
-TEST(Sprintf, WithoutDataTheFormatStopsAtTheFirstConversion) {
+TEST(Sprintf, WithoutDataTheFormatIsPrintedOnceWithEmptyConversions) {
   EXPECT_EQ(printed("no conversions"), "no conversions");
   EXPECT_EQ(printed("no conversions", num(1), num(2)), "no conversions");
-  EXPECT_EQ(printed("abc %d def"), "abc ");
+  EXPECT_EQ(printed("abc %d def"), "abc  def");
+  EXPECT_EQ(printed("<%s|%5.1f>", empty()), "<|>");
   EXPECT_EQ(printed("%s", text("")), "");
   Owned out = call("sprintf", text(""));
   EXPECT_EQ(dims(out), (Dims{1, 0}));

@@ -1,5 +1,6 @@
 // Built-ins that need the engine: evaluation, files and path, output, warnings and
-// errors, figures, Java class path. Each group is a table ended by a null name.
+// errors, figures, Java class path, containers.Map. Each group is a table ended by a
+// null name.
 #pragma once
 
 #include "krt/lang/call.h"
@@ -13,6 +14,7 @@ extern const lang::IntrinsicEntry kPathFunctions[];
 extern const lang::IntrinsicEntry kFigureFunctions[];
 extern const lang::IntrinsicEntry kJavaFunctions[];
 extern const lang::IntrinsicEntry kConstantFunctions[];
+extern const lang::IntrinsicEntry kContainersMapFunctions[];
 
 inline constexpr lang::IntrinsicGroup kIntrinsicGroups[] = {
     {"Evaluation and calls", kEvaluationFunctions},
@@ -21,6 +23,7 @@ inline constexpr lang::IntrinsicGroup kIntrinsicGroups[] = {
     {"Files and the path", kPathFunctions},
     {"Figures", kFigureFunctions},
     {"Java", kJavaFunctions},
-    {"Constants", kConstantFunctions}};
+    {"Constants", kConstantFunctions},
+    {"Associative containers", kContainersMapFunctions}};
 
 }  // namespace krt::builtins

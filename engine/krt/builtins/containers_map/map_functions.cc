@@ -111,14 +111,16 @@ std::vector<const kxArray*> given_values(const kxArray* values, std::size_t key_
 }
 
 KeyType guessed_key_type(const std::vector<const kxArray*>& keys) {
-  if (keys.empty() || kxIsChar(keys[0])) return KeyType{kxCHAR_CLASS};
+  const bool text = !keys.empty() && kxIsChar(keys[0]);
+  for (const kxArray* k : keys)
+    if (text ? !kxIsChar(k) : !kxIsNumeric(k))
+      kx::raise("Korel:Map:badKeyType", "Keys must be all text or all numeric.");
+  if (keys.empty() || text) return KeyType{kxCHAR_CLASS};
+  // Numeric keys of one key class keep it; a mixture is kept as double.
   const kxClassID first = kxGetClassID(keys[0]);
   std::optional<KeyType> same = map::key_type_named(kxGetClassNameFromID(first));
-  for (const kxArray* k : keys) {
-    if (!kxIsNumeric(k))
-      kx::raise("Korel:Map:badKeyType", "Keys must be all text or all numeric.");
+  for (const kxArray* k : keys)
     if (kxGetClassID(k) != first) same.reset();
-  }
   return same ? *same : KeyType{kxDOUBLE_CLASS};
 }
 

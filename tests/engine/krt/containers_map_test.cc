@@ -164,7 +164,8 @@ TEST(ContainersMap, Errors) {
       {"m = containers.Map(); m.Size",
        "error Korel:Map:noMember: Unrecognized method, property, or field 'Size' for class "
        "'containers.Map'.\n"},
-      {"k = keys(5)", "error Korel:keys:badType: The first input of keys must be a containers.Map.\n"},
+      {"k = keys(5)",
+       "error Korel:keys:badType: The first input of keys must be a containers.Map.\n"},
       {"m = containers.Map(); v = values(m, 'a');",
        "error Korel:values:badType: The keys to look up must be given in a cell array.\n"},
   };

@@ -85,9 +85,10 @@ std::vector<const kxArray*> given_keys(const kxArray* keys, std::vector<Value>& 
       kx::raise("Korel:Map:badKey", "A numeric key must be a real scalar other than NaN.");
     const kxSize count = kxGetNumberOfElements(keys);
     const std::size_t size = kxGetElementSize(keys);
+    const auto* bytes = static_cast<const char*>(kxGetData(keys));
     for (kxSize k = 0; k < count; ++k) {
       Value one = checked(kxCreateNumericMatrix(1, 1, kxGetClassID(keys), kxREAL));
-      std::memcpy(kxGetData(one.get()), static_cast<const char*>(kxGetData(keys)) + k * size, size);
+      std::memcpy(kxGetData(one.get()), bytes + k * size, size);
       out.push_back(one.get());
       made.push_back(std::move(one));
     }

@@ -83,7 +83,8 @@ void MapObject::remove(const kxArray* keys) const {
 Value MapObject::key_list() const {
   Value out = checked(kxCreateCellMatrix(1, entries_.size()));
   kxSize k = 0;
-  for (const auto& entry : entries_) ops::put_cell(out.get(), k++, key_value(entry.first, key_type_).get());
+  for (const auto& entry : entries_)
+    ops::put_cell(out.get(), k++, key_value(entry.first, key_type_).get());
   return out;
 }
 

@@ -16,7 +16,8 @@ inline constexpr const char* kClassName = "containers.Map";
 class MapObject final : public lang::HandleObject,
                         public std::enable_shared_from_this<MapObject> {
  public:
-  MapObject(KeyType key_type, ValueType value_type) : key_type_(key_type), value_type_(value_type) {}
+  MapObject(KeyType key_type, ValueType value_type)
+      : key_type_(key_type), value_type_(value_type) {}
 
   KeyType key_type() const { return key_type_; }
   ValueType value_type() const { return value_type_; }

@@ -58,6 +58,9 @@
 //   fields.\n".
 // Object. As a struct, with "Point object" (its class name) for "struct" and
 //   "properties" for "fields": "  Point object with properties:\n\n    x: 1\n".
+//   An object the engine attaches data to shows the block that data describes
+//   (containers.Map: "  containers.Map with properties:\n\n        Count: 2\n..."),
+//   unless it describes nothing.
 // Function handle: "@name"; an anonymous function as written ("@(x) x + 1"). Opaque: "<opaque Type, 16 bytes>" ("1 byte" for one).
 //   Anything else (classes 0 and 5, empty handle or opaque arrays): "<class 0x0>".
 #include <algorithm>
@@ -75,6 +78,7 @@
 #include "korel/kx.h"
 #include "kx/array.h"
 #include "kx/error.h"
+#include "kx/payload.h"
 #include "kx/text.h"
 
 namespace kx {
@@ -519,6 +523,17 @@ void struct_display(std::string& out, const kxArray* a, const char* name) {
   }
 }
 
+// An object whose payload describes itself: its own block.
+bool payload_display(std::string& out, const kxArray* a, const char* name) {
+  const Payload* payload = payload_of(a);
+  if (!payload) return false;
+  std::string text = payload->describe();
+  if (text.empty()) return false;
+  block_header(out, name);
+  out += text;
+  return true;
+}
+
 // ---- Everything ---------------------------------------------------------------
 
 std::string display_text(const kxArray* a, const char* name) {
@@ -529,6 +544,7 @@ std::string display_text(const kxArray* a, const char* name) {
     return out;
   }
   kxClassID cls = kxGetClassID(a);
+  if (cls == kxOBJECT_CLASS && payload_display(out, a, name)) return out;
   if (kxIsSparse(a)) {
     sparse_display(out, a, name);
   } else if (cls == kxCHAR_CLASS) {

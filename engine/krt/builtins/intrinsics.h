@@ -1,6 +1,6 @@
 // Built-ins that need the engine: evaluation, function handles and applying them,
 // timing, session commands, files and path, output, warnings and errors, figures, Java
-// class path. Each group is a table ended by a null name.
+// class path, containers.Map. Each group is a table ended by a null name.
 #pragma once
 
 #include "krt/lang/call.h"
@@ -19,6 +19,7 @@ extern const lang::IntrinsicEntry kHandleFunctions[];
 extern const lang::IntrinsicEntry kApplyFunctions[];
 extern const lang::IntrinsicEntry kTimingFunctions[];
 extern const lang::IntrinsicEntry kCommandFunctions[];
+extern const lang::IntrinsicEntry kContainersMapFunctions[];
 
 inline constexpr lang::IntrinsicGroup kIntrinsicGroups[] = {
     {"Evaluation and calls", kEvaluationFunctions},
@@ -32,6 +33,7 @@ inline constexpr lang::IntrinsicGroup kIntrinsicGroups[] = {
     {"Files and the path", kPathFunctions},
     {"Figures", kFigureFunctions},
     {"Java", kJavaFunctions},
-    {"Constants", kConstantFunctions}};
+    {"Constants", kConstantFunctions},
+    {"Associative containers", kContainersMapFunctions}};
 
 }  // namespace krt::builtins

@@ -2,6 +2,7 @@
 // evaluator sends indexing, indexed assignment and member access to the object itself.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "krt/lang/call.h"
@@ -21,6 +22,8 @@ class HandleObject : public kx::Payload {
   // obj.name, or obj.name(args...) when `args` is not null (a method call).
   virtual void member(CallContext& c, const std::string& name, ValueList* args, int nargout,
                       ValueList& out) const = 0;
+  // What length() gives: 1, unless the object is a container of entries.
+  virtual std::size_t length() const { return 1; }
 };
 
 // The handle object an array is, or null.

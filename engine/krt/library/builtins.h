@@ -33,6 +33,7 @@ KOREL_BUILTIN(isnumeric);
 KOREL_BUILTIN(islogical);
 KOREL_BUILTIN(iscell);
 KOREL_BUILTIN(isstruct);
+KOREL_BUILTIN(isobject);
 KOREL_BUILTIN(isreal);
 KOREL_BUILTIN(isfield);
 

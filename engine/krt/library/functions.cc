@@ -17,7 +17,8 @@ const lang::IntrinsicEntry kTextConversions[] = {
 const lang::IntrinsicEntry kSizes[] = {
     {"isempty", b::isempty, "True for an array with no elements."},
     {"numel", b::numel, "The number of elements."},
-    {"length", b::length, "The largest dimension (0 for an empty array)."},
+    {"length", b::length,
+     "The largest dimension (0 for an empty array); a containers.Map's number of keys."},
     {"size", b::size, "The dimensions, one dimension, or one per output."},
     {"ndims", b::ndims, "The number of dimensions (at least 2)."},
     {"isscalar", b::isscalar, "True for a 1x1 array."},
@@ -32,6 +33,7 @@ const lang::IntrinsicEntry kClasses[] = {
     {"islogical", b::islogical, "True for a logical array."},
     {"iscell", b::iscell, "True for a cell array."},
     {"isstruct", b::isstruct, "True for a struct array."},
+    {"isobject", b::isobject, "True for an object (containers.Map and other classes)."},
     {"isreal", b::isreal, "True for an array with no imaginary part stored."},
     {"isfield", b::isfield, "Whether a struct has a field, or each of a cell of names."},
     {"isequal", b::isequal, "True when all arguments have the same size and values (NaN differs)."},

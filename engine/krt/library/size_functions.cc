@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "krt/lang/handle_object.h"
 #include "krt/library/arguments.h"
 #include "krt/library/builtins.h"
 #include "krt/library/elements.h"
@@ -59,6 +60,8 @@ void numel(lang::CallContext& context, int nargout, lang::ValueList& outputs, la
 
 void length(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
   run("length", kOneInput, context, nargout, outputs, inputs, [](Call& call) {
+    if (const lang::HandleObject* object = lang::handle_object_of(call.input(0)))
+      return call.set_output(0, make_double(static_cast<double>(object->length())));
     Shape dims = shape_of(call.input(0));
     kxSize n = kxIsEmpty(call.input(0)) ? 0 : *std::max_element(dims.begin(), dims.end());
     call.set_output(0, make_double(static_cast<double>(n)));

@@ -1,5 +1,5 @@
-// Classes and kinds of values: class isa ischar isnumeric islogical iscell isstruct isreal
-// isfield.
+// Classes and kinds of values: class isa ischar isnumeric islogical iscell isstruct isobject
+// isreal isfield.
 #include "krt/library/arguments.h"
 #include "krt/library/builtins.h"
 #include "krt/library/elements.h"
@@ -69,6 +69,12 @@ void islogical(lang::CallContext& context, int nargout, lang::ValueList& outputs
 void iscell(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
   run("iscell", kOneInput, context, nargout, outputs, inputs, [](Call& call) {
     call.set_output(0, make_logical(kxIsCell(call.input(0))));
+  });
+}
+
+void isobject(lang::CallContext& context, int nargout, lang::ValueList& outputs, lang::ValueList& inputs) {
+  run("isobject", kOneInput, context, nargout, outputs, inputs, [](Call& call) {
+    call.set_output(0, make_logical(kxIsObject(call.input(0))));
   });
 }
 

@@ -21,11 +21,12 @@ TEST(Table, NamesAreUniqueAndEveryEntryHasAFunction) {
   std::set<std::string> expected = {
       "sprintf", "num2str", "int2str", "str2double", "isempty", "numel", "length", "size",
       "ndims", "isscalar", "isvector", "class", "isa", "ischar", "isnumeric", "islogical",
-      "iscell", "isstruct", "isreal", "isfield", "isequal", "strcmp", "strcmpi", "strcat",
-      "upper", "lower", "strtrim", "zeros", "ones", "true", "false", "Inf", "inf", "NaN", "nan", "cell", "struct", "fieldnames", "double",
-      "single", "int8", "int16", "int32", "int64", "uint8", "uint16", "uint32", "uint64",
-      "logical", "char", "abs", "floor", "ceil", "round", "fix", "mod", "rem", "sqrt", "sum",
-      "prod", "max", "min", "any", "all", "find"};
+      "iscell", "isstruct", "isobject", "isreal", "isfield", "isequal", "strcmp", "strcmpi",
+      "strcat", "upper", "lower", "strtrim", "zeros", "ones", "true", "false", "Inf", "inf",
+      "NaN", "nan", "cell", "struct", "fieldnames", "double", "single", "int8", "int16",
+      "int32", "int64", "uint8", "uint16", "uint32", "uint64", "logical", "char", "abs",
+      "floor", "ceil", "round", "fix", "mod", "rem", "sqrt", "sum", "prod", "max", "min",
+      "any", "all", "find"};
   EXPECT_EQ(names, expected);
 }
 

@@ -18,6 +18,7 @@
 #include <set>
 #include <sstream>
 
+#include "private_mounts.h"
 #include "scenario.h"
 
 namespace fs = std::filesystem;
@@ -78,23 +79,6 @@ bool write_text(const std::string& path, const std::string& text) {
   return static_cast<bool>(out);
 }
 
-// Gives this process mounts of its own that nobody else sees: as root directly, else in
-// a user namespace that maps this user to itself.
-bool enter_private_mounts() {
-  const uid_t uid = ::geteuid();
-  const gid_t gid = ::getegid();
-  if (::unshare(CLONE_NEWNS) != 0) {
-    if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
-    if (!write_text("/proc/self/setgroups", "deny") ||
-        !write_text("/proc/self/uid_map", std::to_string(uid) + " " + std::to_string(uid) + " 1") ||
-        !write_text("/proc/self/gid_map", std::to_string(gid) + " " + std::to_string(gid) + " 1"))
-      return false;
-  }
-  // Source and type are ignored for a propagation change; named anyway, since memcheck
-  // takes a null type for a bad pointer.
-  return ::mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0;
-}
-
 // A small tmpfs on `dir`, filled to its last block.
 bool mount_full_tmpfs(const std::string& dir) {
   if (::mount("scenario", dir.c_str(), "tmpfs", MS_NOSUID | MS_NODEV, "size=64k,mode=0700") != 0)
@@ -116,7 +100,7 @@ ProcessResult run_with_full_tmpfs(const Scenario& s, const std::vector<std::stri
                                   std::set<std::string>& left) {
   const std::string out = s.dir() + "/full.out", err = s.dir() + "/full.err";
   ProcessResult outer = run_in_child([&] {
-    if (!enter_private_mounts() || !mount_full_tmpfs(s.cache_root())) return 125;
+    if (!korel::scenario::enter_private_mounts() || !mount_full_tmpfs(s.cache_root())) return 125;
     ProcessResult result = run_program(argv, s.environment());
     write_text(out, result.out);
     write_text(err, result.err);

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <string>
 
+#include "private_mounts.h"
 #include "scenario.h"
 
 namespace fs = std::filesystem;
@@ -22,7 +23,7 @@ namespace {
 // In a mount namespace of the calling process's own, a noexec tmpfs on `directory`
 // holding copies of the `archives`.
 bool mount_noexec(const std::string& directory, const std::vector<std::string>& archives) {
-  if (::unshare(CLONE_NEWNS) != 0 || ::mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) != 0 ||
+  if (!korel::scenario::enter_private_mounts() ||
       ::mount("scenario", directory.c_str(), "tmpfs", MS_NOEXEC | MS_NOSUID | MS_NODEV, "size=16m,mode=0755") != 0)
     return false;
   std::error_code error;

@@ -5,6 +5,7 @@
 #include "krt/array/operations.h"
 #include "krt/lang/handle_object.h"
 #include "krt/lang/interpreter.h"
+#include "krt/lang/scalar_subscripts.h"
 #include "krt/lang/symbols.h"
 #include "kx/array.h"
 #include "kx/error.h"
@@ -38,14 +39,6 @@ const kxArray* plain_doubles(const Value& v) {
   const kxArray* a = v.boxed();
   if (!a || a->cls != kxDOUBLE_CLASS || a->sparse || a->data->complex) return nullptr;
   return a;
-}
-
-// The zero-based position a whole-number subscript names within `extent`, or -1.
-inline long long position_in(const Value& subscript, kxSize extent) {
-  if (!subscript.is_number()) return -1;
-  double v = subscript.number_value();
-  if (!(v >= 1 && v <= static_cast<double>(extent)) || v != std::floor(v)) return -1;
-  return static_cast<long long>(v) - 1;
 }
 
 }  // namespace
@@ -135,25 +128,9 @@ bool AccessNode::fast_element(Frame& f, const Value& base, Value& out) const {
   // index that is not a whole number in range falls back with the values made.
   ValueList subs;
   eval_subscripts(f, step, a, subs);
-  const double* data = kxGetPr(a);
-  const kx::Dims& dims = a->dims;
-  if (subs.size() == 1) {
-    kxSize n = 1;
-    for (kxSize d : dims) n *= d;
-    long long k = position_in(subs[0], n);
-    if (k < 0) return out = ops::index(a, pointers_of(subs)), true;
-    out = Value::number(data[k]);
-    return true;
-  }
-  if (subs.size() == 2) {
-    kxSize rows = dims[0], columns = 1;
-    for (std::size_t d = 1; d < dims.size(); ++d) columns *= dims[d];
-    long long i = position_in(subs[0], rows), j = position_in(subs[1], columns);
-    if (i < 0 || j < 0) return out = ops::index(a, pointers_of(subs)), true;
-    out = Value::number(data[i + j * rows]);
-    return true;
-  }
-  out = ops::index(a, pointers_of(subs));
+  const long long k = position_of(a, subs);
+  if (k < 0) return out = ops::index(a, pointers_of(subs)), true;
+  out = Value::number(kxGetPr(a)[k]);
   return true;
 }
 

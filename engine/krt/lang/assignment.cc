@@ -5,6 +5,7 @@
 #include "krt/array/operations.h"
 #include "krt/lang/handle_object.h"
 #include "krt/lang/interpreter.h"
+#include "krt/lang/scalar_subscripts.h"
 #include "kx/array.h"
 #include "kx/error.h"
 #include "kx/growth.h"
@@ -33,42 +34,10 @@ bool is_empty_double(const kxArray* a) {
          a->dims[1] == 0;
 }
 
-// A subscript that is a real double scalar, inline or not, as a number.
-bool index_number(const Value& v, double& out) {
-  if (v.is_number()) {
-    out = v.number_value();
-    return true;
-  }
-  return v.is_boxed() && v.class_id() == kxDOUBLE_CLASS && v.real_scalar(out);
-}
-
 // Whether a subscript names the place just past the end of vector `a`.
 bool is_next_position(const Value& subscript, const kxArray* a) {
   double v;
   return index_number(subscript, v) && v == double(kxGetNumberOfElements(a)) + 1;
-}
-
-// The zero-based linear position scalar subscripts name inside `a`, or -1 when they are
-// not all whole numbers inside its bounds.
-long long position_of(const kxArray* a, const ValueList& subs) {
-  const kx::Dims& dims = a->dims;
-  const std::size_t count = subs.size();
-  if (count == 0) return -1;
-  long long position = 0, stride = 1;
-  for (std::size_t j = 0; j < count; ++j) {
-    double v;
-    if (!index_number(subs[j], v)) return -1;
-    kxSize extent = 1;
-    if (j + 1 < count) {
-      if (j < dims.size()) extent = dims[j];
-    } else {
-      for (std::size_t d = j; d < dims.size(); ++d) extent *= dims[d];
-    }
-    if (!(v >= 1 && v <= static_cast<double>(extent)) || v != std::floor(v)) return -1;
-    position += (static_cast<long long>(v) - 1) * stride;
-    stride *= static_cast<long long>(extent);
-  }
-  return position;
 }
 
 bool is_scalar_struct(const kxArray* a) {
